@@ -1,0 +1,42 @@
+// Two ways to the same result, timed alternately in one run: the counter "ratio" is the median time of the
+// first by that of the second, "peer_us" the second's median in microseconds.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
+namespace benchmarks {
+
+inline double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+template <class Work>
+double secondsOf(Work&& work) {
+    const auto begin = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/// For benchmarks registered with UseManualTime(): each iteration runs both, in changing order.
+template <class Ours, class Peer>
+void compare(benchmark::State& state, Ours&& ours, Peer&& peer) {
+    std::vector<double> oursSeconds, peerSeconds;
+    bool oursFirst = true;
+    for (auto _ : state) {
+        if (oursFirst) oursSeconds.push_back(secondsOf(ours));
+        peerSeconds.push_back(secondsOf(peer));
+        if (!oursFirst) oursSeconds.push_back(secondsOf(ours));
+        oursFirst = !oursFirst;
+        state.SetIterationTime(oursSeconds.back());
+    }
+    state.counters["ratio"] = median(oursSeconds) / median(peerSeconds);
+    state.counters["peer_us"] = median(peerSeconds) * 1e6;
+}
+
+}  // namespace benchmarks

@@ -1,0 +1,111 @@
+# What every target of the tree is compiled with, and the helper functions for tests.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+set(SYSMIRA_SANITIZERS "" CACHE STRING "Sanitizers of the host target, as -fsanitize takes them")
+option(SYSMIRA_FUZZ "Build the libFuzzer programs (Clang)" OFF)
+
+# Everything sees the tree by full paths ("support/String.h"), names its sources by them (__FILE__), and is
+# warned about everything.
+add_library(sysmira_settings INTERFACE)
+target_include_directories(sysmira_settings INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(sysmira_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+if(WIN32)
+    # Sanitizer run-times do not exist for this target; what works without one is on.
+    target_compile_options(sysmira_settings INTERFACE -fsanitize=undefined -fsanitize-undefined-trap-on-error)
+    target_compile_definitions(sysmira_settings INTERFACE _GLIBCXX_ASSERTIONS)
+    target_link_options(sysmira_settings INTERFACE -Wl,--no-insert-timestamp)
+    # setupapi comes first: the CM_ functions are taken from it, which every Windows has had.
+    set(SYSMIRA_WINDOWS_LIBRARIES sysmira_identifiers setupapi cfgmgr32 version ole32 oleaut32 wbemuuid uuid
+        advapi32 user32 shell32)
+else()
+    # The Windows headers in their LP64 mode, read after the system's own; wchar_t as wide as WCHAR.
+    target_compile_options(sysmira_settings INTERFACE -fshort-wchar
+        "SHELL:-idirafter /usr/share/mingw-w64/include")
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(sysmira_settings INTERFACE -fms-extensions)
+    endif()
+    if(SYSMIRA_SANITIZERS)
+        target_compile_options(sysmira_settings INTERFACE -fsanitize=${SYSMIRA_SANITIZERS} -fno-sanitize-recover=all
+            -fno-omit-frame-pointer -O0 -g1)
+        target_link_options(sysmira_settings INTERFACE -fsanitize=${SYSMIRA_SANITIZERS})
+    endif()
+    if(SYSMIRA_FUZZ)
+        target_compile_options(sysmira_settings INTERFACE -fsanitize=fuzzer-no-link)
+    endif()
+    set(SYSMIRA_WINDOWS_LIBRARIES sysmira_identifiers)
+endif()
+
+# The GUIDs of the Windows headers, for whoever links last.
+add_library(sysmira_identifiers STATIC ${PROJECT_SOURCE_DIR}/support/Identifiers.cpp)
+target_link_libraries(sysmira_identifiers PRIVATE sysmira_settings)
+
+# sysmira_library(NAME SOURCES...): the objects NAME_objects, and of them the archive NAME (host) or the
+# dynamic library NAME.dll with its import library (Windows). Tests link the objects, so what is tested is
+# what ships. DEFINE names the macro that turns the export attribute on; USES lists libraries made by this
+# function.
+function(sysmira_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "DEFINE" "SOURCES;USES;DLL_SOURCES")
+    add_library(${name}_objects OBJECT ${arg_SOURCES})
+    target_link_libraries(${name}_objects PUBLIC sysmira_settings)
+    target_compile_definitions(${name}_objects PRIVATE ${arg_DEFINE})
+    target_precompile_headers(${name}_objects PRIVATE ${PROJECT_SOURCE_DIR}/support/WindowsApi.h)
+    if(WIN32)
+        add_library(${name} SHARED ${arg_DLL_SOURCES} $<TARGET_OBJECTS:${name}_objects>)
+        set_target_properties(${name} PROPERTIES PREFIX "")
+    else()
+        add_library(${name} STATIC $<TARGET_OBJECTS:${name}_objects>)
+        set_target_properties(${name} PROPERTIES PREFIX "lib")
+    endif()
+    target_link_libraries(${name} PUBLIC sysmira_settings ${arg_USES} ${SYSMIRA_WINDOWS_LIBRARIES})
+endfunction()
+
+# The very objects of which the DLLs are made, and the simulated functions in place of the system's. On Windows
+# these must be found before the import libraries.
+add_library(sysmira_simulated INTERFACE)
+target_link_libraries(sysmira_simulated INTERFACE sysmira_settings
+    # A precompiled header counts as an object.
+    $<FILTER:$<TARGET_OBJECTS:Sysmira_objects>,EXCLUDE,gch$> $<FILTER:$<TARGET_OBJECTS:common_objects>,EXCLUDE,gch$>
+    SysmiraSimulation ${SYSMIRA_WINDOWS_LIBRARIES})
+if(WIN32)
+    target_link_libraries(sysmira_simulated INTERFACE ntdll)
+endif()
+
+# sysmira_test(NAME [SIMULATED] SOURCES ... [LINK ...]): a GoogleTest program and its entry in CTest. SIMULATED
+# programs hold the libraries' objects and the simulated functions; others link LINK alone.
+function(sysmira_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SIMULATED" "" "SOURCES;LINK")
+    add_executable(${name} ${arg_SOURCES})
+    target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/support/WindowsApi.h <gtest/gtest.h>)
+    target_link_libraries(${name} PRIVATE sysmira_settings $<$<BOOL:${arg_SIMULATED}>:sysmira_simulated>
+        ${arg_LINK} sysmira_gtest)
+    add_test(NAME ${name} COMMAND ${name})
+endfunction()
+
+# sysmira_fuzz_target(NAME SOURCE): the program NAME_replay, which runs SOURCE over fuzz/corpus/NAME, and, for
+# searching on, NAME_fuzz when libFuzzer is there (SYSMIRA_FUZZ).
+function(sysmira_fuzz_target name source)
+    add_executable(${name}_replay ${source} ${PROJECT_SOURCE_DIR}/fuzz/replay.cpp)
+    target_link_libraries(${name}_replay PRIVATE sysmira_settings sysmira_simulated)
+    add_test(NAME ${name}_replay COMMAND ${name}_replay ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+    if(SYSMIRA_FUZZ)
+        add_executable(${name}_fuzz ${source})
+        target_link_libraries(${name}_fuzz PRIVATE sysmira_settings sysmira_simulated)
+        target_link_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
+    endif()
+endfunction()
+
+# sysmira_benchmark(NAME SOURCE [LINK ...]): a Google Benchmark program over the libraries and the simulation.
+function(sysmira_benchmark name source)
+    cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "LINK")
+    add_executable(${name} ${source})
+    target_link_libraries(${name} PRIVATE sysmira_settings sysmira_simulated ${arg_LINK} benchmark::benchmark
+        benchmark::benchmark_main)
+endfunction()

@@ -1,0 +1,189 @@
+#include "libSysmira/enumeration/DriverPackage.h"
+
+#include <algorithm>
+#include <new>
+
+#include "support/ClassLogger.h"
+#include "support/MultiString.h"
+#include "support/SprintfFormat.h"
+#include "support/Stopwatch.h"
+#include "support/TraceLogger.h"
+
+namespace libSysmira {
+
+namespace {
+
+zor::ClassLogger theLog("libSysmira.DriverPackage");
+
+constexpr DWORD detailBytes = 1584;
+// The longest path that Windows has.
+constexpr std::size_t maximumPathUnits = 32767;
+
+zor::DateTime toDateTime(const FILETIME& time) {
+    return zor::DateTime::fromFileTime(static_cast<unsigned long long>(time.dwHighDateTime) << 32 |
+                                       time.dwLowDateTime);
+}
+
+// The text of a fixed field of a driver structure, terminated or not.
+template <std::size_t Units>
+zor::String fieldText(const zor::Char16 (&field)[Units]) {
+    return zor::textFromBytes(reinterpret_cast<const unsigned char*>(field), sizeof field);
+}
+
+struct FileQueueCloser {
+    static void destroy(HSPFILEQ queue) noexcept { SetupCloseFileQueue(queue); }
+};
+using FileQueue = zor::SharedResource<zor::DescriptorStorage<HSPFILEQ, -1, FileQueueCloser>, 0>;
+
+// A null queue would be no queue to the class installer: it counts as a failure, too.
+HSPFILEQ openFileQueue() {
+    const HSPFILEQ queue = SetupOpenFileQueue();
+    return queue != nullptr ? queue : INVALID_HANDLE_VALUE;
+}
+
+// Windows lends the path for the length of this call; no exception may pass through its code.
+UINT CALLBACK collectFile(PVOID context, UINT, UINT_PTR path, UINT_PTR) {
+    try {
+        const auto* const text = reinterpret_cast<const zor::Char16*>(path);
+        if (text == nullptr) return NO_ERROR;
+        std::size_t length = 0;
+        while (length < maximumPathUnits && text[length] != 0) ++length;
+        static_cast<std::vector<zor::WindowsFile>*>(context)->emplace_back(
+            zor::String(text, static_cast<unsigned>(length)));
+        return NO_ERROR;
+    } catch (...) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
+}  // namespace
+
+DriverPackage::DriverPackage(const DeviceInfoList& list, const SP_DEVINFO_DATA& data)
+    : m_deviceInfoList(list), m_devInfoData(data) {
+    m_driverInfo.cbSize = sizeof m_driverInfo;
+    try {
+        readDriver();
+    } catch (const std::bad_alloc&) {
+        m_valid = false;
+    }
+}
+
+DriverPackage::~DriverPackage() {
+    m_driverFiles.clear();
+    m_deviceInfoList.release();
+    m_driverInfoListCleanup.run();
+}
+
+void DriverPackage::readDriver() {
+    const HDEVINFO list = m_deviceInfoList.get();
+    SP_DEVINSTALL_PARAMS_W parameters = {};
+    parameters.cbSize = sizeof parameters;
+    if (!SetupDiGetDeviceInstallParamsW(list, &m_devInfoData, &parameters)) return;
+    parameters.FlagsEx |= DI_FLAGSEX_INSTALLEDDRIVER | DI_FLAGSEX_ALLOWEXCLUDEDDRVS;
+    if (SetupDiSetDeviceInstallParamsW(list, &m_devInfoData, &parameters)) {
+        if (!SetupDiBuildDriverInfoList(list, &m_devInfoData, SPDIT_CLASSDRIVER)) return;
+        m_driverInfoListCleanup.install([this] {
+            SetupDiDestroyDriverInfoList(m_deviceInfoList.get(), &m_devInfoData, SPDIT_CLASSDRIVER);
+        });
+        if (!SetupDiEnumDriverInfoW(list, &m_devInfoData, SPDIT_CLASSDRIVER, 0, &m_driverInfo)) return;
+    }
+    m_driverDate = toDateTime(m_driverInfo.DriverDate);
+    const unsigned long long version = m_driverInfo.DriverVersion;
+    m_driverVersion = zor::SprintfFormat("%u.%u.%u.%u", version >> 48, version >> 32 & 0xFFFF,
+                                         version >> 16 & 0xFFFF, version & 0xFFFF);
+    m_driverProvider = fieldText(m_driverInfo.ProviderName);
+    m_deviceManufacturerName = fieldText(m_driverInfo.MfgName);
+    m_driverDeviceDescription = fieldText(m_driverInfo.Description);
+    m_valid = true;
+    readInf();
+}
+
+void DriverPackage::readInf() {
+    alignas(SP_DRVINFO_DETAIL_DATA_W) unsigned char bytes[detailBytes] = {};
+    static_assert(sizeof(SP_DRVINFO_DETAIL_DATA_W) <= detailBytes);
+    auto* const detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(bytes);
+    detail->cbSize = sizeof *detail;
+    // Hardware IDs that do not fit cut the answer short; what stands before them is complete.
+    if (!SetupDiGetDriverInfoDetailW(m_deviceInfoList.get(), &m_devInfoData, &m_driverInfo, detail,
+                                     detailBytes, nullptr) &&
+        GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
+        return;
+    }
+    const zor::String file = fieldText(detail->InfFileName);
+    const zor::String section = fieldText(detail->SectionName);
+    if (file.empty() || section.empty()) return;
+    m_infFileName = file;
+    m_infSectionName = section;
+    m_infDate = toDateTime(detail->InfDate);
+}
+
+const std::vector<zor::WindowsFile>& DriverPackage::getDriverFiles() {
+    if (m_driverFiles.empty()) m_driverFiles = _getDriverFiles();
+    return m_driverFiles;
+}
+
+std::vector<zor::WindowsFile> DriverPackage::_getDriverFiles() {
+    const zor::TraceLogger trace(theLog, "_getDriverFiles", __FILE__, __LINE__);
+    const zor::Stopwatch stopwatch;
+    const HDEVINFO list = m_deviceInfoList.get();
+    if (!SetupDiSetSelectedDriverW(list, &m_devInfoData, &m_driverInfo)) return {};
+    const FileQueue queue(openFileQueue());
+    if (!queue.isValid()) return {};
+
+    // Unless DI_NOVCP and the queue are in force, the class installer would really copy the files: whatever
+    // fails here ends the listing.
+    SP_DEVINSTALL_PARAMS_W parameters = {};
+    parameters.cbSize = sizeof parameters;
+    if (!SetupDiGetDeviceInstallParamsW(list, &m_devInfoData, &parameters)) return {};
+    parameters.Flags |= DI_NOVCP;
+    parameters.FileQueue = queue.get();
+    if (!SetupDiSetDeviceInstallParamsW(list, &m_devInfoData, &parameters)) return {};
+    if (!SetupDiCallClassInstaller(DIF_INSTALLDEVICEFILES, list, &m_devInfoData)) return {};
+
+    std::vector<zor::WindowsFile> files;
+    files.reserve(5);
+    DWORD result = 0;
+    if (!SetupScanFileQueueW(queue.get(), SPQ_SCAN_USE_CALLBACK, nullptr, collectFile, &files, &result))
+        files.clear();
+    theLog.write(zor::Detail, 155, [&](zor::LoggerStream& line) {
+        line << zor::SprintfFormat("_getDriverFiles - elapsed seconds: %1.6f seconds\n",
+                                   stopwatch.getElapsed());
+    });
+    return files;
+}
+
+zor::String DriverPackage::toString(unsigned indent, unsigned step) const {
+    const zor::String outer = zor::String::repeat(u' ', indent * step);
+    const zor::String inner = outer + zor::String::repeat(u' ', step);
+    zor::String report;
+    report.reserveCapacity(300);
+    const auto line = [&](const zor::String& prefix, const char* label, const zor::String& value) {
+        report += prefix;
+        report += label;
+        report += value;
+        report += "\n";
+    };
+    line(outer, "Driver:", {});
+    line(inner, "Provider           : ", m_driverProvider);
+    line(inner, "Version            : ", m_driverVersion);
+    line(inner, "Date               : ", m_driverDate.dateStampString());
+    line(inner, "Device Description : ", m_driverDeviceDescription);
+    line(outer, "INF:", {});
+    line(inner, "File Name    : ", m_infFileName);
+    line(inner, "Section Name : ", m_infSectionName);
+    line(inner, "Date         : ", m_infDate.dateStampString());
+    if (m_driverFiles.empty()) return report;
+    line(outer, "Driver Files     :", {});
+    for (const zor::WindowsFile& file : m_driverFiles) {
+        zor::String text = file.getFileName();
+        zor::String version;
+        if (file.getFileVersion(version)) {
+            text += " - ";
+            text += version;
+        }
+        line(inner, "   ", text);
+    }
+    return report;
+}
+
+}  // namespace libSysmira

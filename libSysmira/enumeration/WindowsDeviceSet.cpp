@@ -1,0 +1,254 @@
+#include "libSysmira/enumeration/WindowsDeviceSet.h"
+
+#include "libSysmira/enumeration/ConfigManager.h"
+#include "libSysmira/enumeration/DeviceEnumeration.h"
+#include "support/AssertionFailure.h"
+#include "support/Map.h"
+#include "support/SprintfFormat.h"
+
+namespace libSysmira {
+
+namespace {
+
+// What a device that is in the set already takes from another record of it.
+void takeLocator(WindowsDevice& present, const WindowsDevice& other) {
+    if (present.getOsLocator().empty()) present.setOsLocator(other.getOsLocator(), other.getInterfaceType());
+}
+
+}  // namespace
+
+// Appends many devices: knows the elements by instance ID, so that each device costs one look-up however long
+// the set is. The index lives no longer than one operation, since callers may change the elements in between.
+class WindowsDeviceSet::Appender {
+public:
+    explicit Appender(Devices& devices) : m_devices(devices) {
+        for (unsigned i = 0; i < m_devices.size(); ++i) remember(i);
+    }
+
+    void append(const WindowsDevice& device, bool includeHidden) {
+        if (const unsigned* const index = m_index.lookup(device.getDeviceInstanceId())) {
+            takeLocator(m_devices[*index], device);
+            return;
+        }
+        if (!includeHidden && device.isHidden()) return;
+        m_devices.push_back(device);
+        remember(static_cast<unsigned>(m_devices.size() - 1));
+    }
+
+private:
+    // The first element with an ID is the one that counts.
+    void remember(unsigned index) {
+        const zor::String& id = m_devices[index].getDeviceInstanceId();
+        if (m_index.lookup(id) == nullptr) m_index.insert(id, index);
+    }
+
+    Devices& m_devices;
+    zor::Map<zor::String, unsigned> m_index;
+};
+
+WindowsDeviceSet::WindowsDeviceSet(const GUID* classGuid, const GUID* interfaceGuid, unsigned flags) {
+    appendDevices(classGuid, interfaceGuid, flags, WinInt_None);
+}
+
+WindowsDeviceSet::WindowsDeviceSet(unsigned typeFilter, unsigned kinds) { appendDevices(typeFilter, kinds); }
+
+WindowsDevice& WindowsDeviceSet::operator[](unsigned index) {
+    ZOR_ASSERT(index < size());
+    return m_devices[index];
+}
+
+const WindowsDevice& WindowsDeviceSet::operator[](unsigned index) const {
+    ZOR_ASSERT(index < size());
+    return m_devices[index];
+}
+
+void WindowsDeviceSet::appendDevice(const WindowsDevice& device, bool includeHidden) {
+    for (WindowsDevice& present : m_devices) {
+        if (present.getDeviceInstanceId() == device.getDeviceInstanceId()) {
+            takeLocator(present, device);
+            return;
+        }
+    }
+    if (includeHidden || !device.isHidden()) m_devices.push_back(device);
+}
+
+void WindowsDeviceSet::appendDeviceByDeviceInstanceId(const zor::String& deviceInstanceId) {
+    appendDevice(WindowsDevice(deviceInstanceId), /*includeHidden=*/false);
+}
+
+void WindowsDeviceSet::appendDevices(const GUID* classGuid, const GUID* interfaceGuid, unsigned flags,
+                                     WinInterfaceType type) {
+    Devices found;
+    enumerateDevices(classGuid, interfaceGuid, type, (flags & ClassDevicesOnly) != 0, found);
+    Appender appender(m_devices);
+    for (const WindowsDevice& device : found) appender.append(device, (flags & KeepHidden) != 0);
+}
+
+void WindowsDeviceSet::appendDisks() {
+    appendDevices(&GUID_DEVCLASS_DISKDRIVE, &GUID_DEVINTERFACE_DISK, 0, WinInt_Disk);
+}
+
+void WindowsDeviceSet::appendUsbDisks() {
+    Devices disks;
+    enumerateDevices(&GUID_DEVCLASS_DISKDRIVE, &GUID_DEVINTERFACE_DISK, WinInt_Disk, false, disks);
+    Appender appender(m_devices);
+    for (const WindowsDevice& disk : disks) {
+        if ((disk.getType() & WinDev_USBStorage) != 0) appender.append(disk, /*includeHidden=*/false);
+    }
+}
+
+void WindowsDeviceSet::appendOpticals() {
+    appendDevices(&GUID_DEVCLASS_CDROM, &GUID_DEVINTERFACE_CDROM, 0, WinInt_Optical);
+}
+
+void WindowsDeviceSet::appendTapeDrives() {
+    appendDevices(&GUID_DEVCLASS_TAPEDRIVE, &GUID_DEVINTERFACE_TAPE, 0, WinInt_Tape);
+}
+
+void WindowsDeviceSet::appendFloppies() {
+    appendDevices(&GUID_DEVCLASS_FLOPPYDISK, &GUID_DEVINTERFACE_FLOPPY, 0, WinInt_Floppy);
+    appendDevices(&GUID_DEVCLASS_FLOPPYDISK, &GUID_DEVINTERFACE_VOLUME, ClassDevicesOnly, WinInt_Floppy);
+}
+
+void WindowsDeviceSet::appendVolumes() {
+    appendDevices(nullptr, &GUID_DEVINTERFACE_VOLUME, KeepHidden, WinInt_Volume);
+    appendDevices(nullptr, &GUID_DEVINTERFACE_HIDDEN_VOLUME, KeepHidden, WinInt_Volume);
+}
+
+void WindowsDeviceSet::appendAllStorageDevices() {
+    appendDisks();
+    appendOpticals();
+    appendTapeDrives();
+    appendFloppies();
+}
+
+void WindowsDeviceSet::appendHardDiskControllers() {
+    appendDevices(&GUID_DEVCLASS_HDC, nullptr, 0, WinInt_None);
+    appendDevices(&GUID_DEVCLASS_SCSIADAPTER, nullptr, 0, WinInt_None);
+}
+
+void WindowsDeviceSet::appendFloppyDiskControllers() {
+    appendDevices(&GUID_DEVCLASS_FDC, nullptr, 0, WinInt_None);
+}
+
+void WindowsDeviceSet::appendBatteries() { appendDevices(nullptr, &GUID_DEVICE_BATTERY, 0, WinInt_Battery); }
+
+void WindowsDeviceSet::appendDisplays() { appendDevices(&GUID_DEVCLASS_MONITOR, nullptr, 0, WinInt_None); }
+
+void WindowsDeviceSet::appendDisplayAdapters() {
+    appendDevices(&GUID_DEVCLASS_DISPLAY, nullptr, 0, WinInt_None);
+}
+
+void WindowsDeviceSet::appendComPorts() {
+    appendDevices(nullptr, &GUID_DEVINTERFACE_COMPORT, KeepHidden, WinInt_ComPort);
+}
+
+void WindowsDeviceSet::appendParallelPorts() {
+    appendDevices(nullptr, &GUID_DEVINTERFACE_PARALLEL, KeepHidden, WinInt_ParallelPort);
+}
+
+void WindowsDeviceSet::appendDevices(unsigned typeFilter, unsigned kinds) {
+    if (kinds == 0 && typeFilter == 0) {
+        appendDevices(nullptr, nullptr, 0, WinInt_None);
+        return;
+    }
+    if (kinds == 0) {
+        for (unsigned bit = 0; bit < 32; ++bit) {
+            if ((typeFilter & 1u << bit) == 0) continue;
+            const auto type = static_cast<WinDeviceType>(1u << bit);
+            const zor::String enumerator = WindowsDevice::getEnumeratorFromDeviceType(type);
+            if (!enumerator.empty()) appendDevicesByEnumerator(enumerator, nullptr, nullptr);
+        }
+        return;
+    }
+
+    struct Kind {
+        WinInterfaceType type;
+        const GUID* classGuid;
+        const GUID* interfaceGuid;
+        bool classDevicesOnly = false;
+    };
+    static const Kind order[] = {
+        {WinInt_Disk, &GUID_DEVCLASS_DISKDRIVE, &GUID_DEVINTERFACE_DISK},
+        {WinInt_Optical, &GUID_DEVCLASS_CDROM, &GUID_DEVINTERFACE_CDROM},
+        {WinInt_Tape, &GUID_DEVCLASS_TAPEDRIVE, &GUID_DEVINTERFACE_TAPE},
+        {WinInt_Volume, nullptr, nullptr},
+        {WinInt_Battery, nullptr, &GUID_DEVICE_BATTERY},
+        {WinInt_USBController, nullptr, &GUID_DEVINTERFACE_USB_HOST_CONTROLLER},
+        {WinInt_USBHub, nullptr, &GUID_DEVINTERFACE_USB_HUB},
+        {WinInt_USBDevice, nullptr, &GUID_DEVINTERFACE_USB_DEVICE},
+        {WinInt_Display, &GUID_DEVCLASS_MONITOR, &GUID_DEVINTERFACE_MONITOR},
+        {WinInt_DisplayAdapter, nullptr, &GUID_DEVINTERFACE_DISPLAY_ADAPTER},
+        {WinInt_ParallelPort, nullptr, &GUID_DEVINTERFACE_PARALLEL},
+        {WinInt_ComPort, nullptr, &GUID_DEVINTERFACE_COMPORT},
+        {WinInt_Floppy, &GUID_DEVCLASS_FLOPPYDISK, &GUID_DEVINTERFACE_FLOPPY},
+        {WinInt_Floppy, &GUID_DEVCLASS_FLOPPYDISK, &GUID_DEVINTERFACE_VOLUME, true},
+    };
+    Devices found;
+    for (const Kind& kind : order) {
+        if ((kinds & kind.type) == 0) continue;
+        if (kind.type == WinInt_Volume) {
+            // Volumes go into the set at once: before everything else, unfiltered, hidden ones too.
+            appendVolumes();
+        } else {
+            enumerateDevices(kind.classGuid, kind.interfaceGuid, kind.type, kind.classDevicesOnly, found);
+        }
+    }
+    Appender appender(m_devices);
+    for (const WindowsDevice& device : found) {
+        if (typeFilter == 0 || (device.getType() & typeFilter) != 0)
+            appender.append(device, /*includeHidden=*/false);
+    }
+}
+
+void WindowsDeviceSet::appendDevicesByEnumerator(const zor::String& enumerator, const GUID* classGuid,
+                                                 const GUID* interfaceGuid) {
+    Devices found;
+    const bool all = classGuid == nullptr && interfaceGuid == nullptr;
+    if (all) {
+        enumerateByEnumerator(enumerator, found);
+    } else {
+        enumerateDevices(classGuid, interfaceGuid, WinInt_None, /*classDevicesOnly=*/false, found);
+    }
+    Appender appender(m_devices);
+    for (const WindowsDevice& device : found) {
+        if (all || device.getEnumerator().compareNoCase(enumerator) == 0) {
+            appender.append(device, /*includeHidden=*/false);
+        }
+    }
+}
+
+void WindowsDeviceSet::appendParentOf(const WindowsDevice& device) {
+    const zor::String parentId = device.getParentDeviceInstanceId();
+    if (!parentId.empty()) appendDeviceByDeviceInstanceId(parentId);
+}
+
+void WindowsDeviceSet::appendChildrenOf(const WindowsDevice& device) {
+    const zor::String& id = device.getDeviceInstanceId();
+    const DEVINST node = id.empty() ? 0 : ConfigManager::findByDeviceInstanceId(id);
+    if (node == 0) return;
+    zor::Array<DEVINST> children;
+    ConfigManager::getChildren(node, children);
+    Appender appender(m_devices);
+    for (const DEVINST child : children) {
+        zor::String childId;
+        if (!ConfigManager::getDeviceInstanceId(child, childId) || childId.empty()) continue;
+        appender.append(WindowsDevice(childId), /*includeHidden=*/false);
+    }
+}
+
+zor::String WindowsDeviceSet::toString(unsigned indent) const {
+    zor::String report;
+    if (empty()) return report;
+    report.reserveCapacity(300);
+    const zor::String prefix = zor::String::repeat(u' ', indent);
+    for (unsigned i = 0; i < size(); ++i) {
+        report += prefix;
+        report += zor::SprintfFormat("--------------- Device[%u] ---------------\n", i);
+        report += m_devices[i].toString(indent);
+        report += "\n";
+    }
+    return report;
+}
+
+}  // namespace libSysmira

@@ -1,0 +1,7 @@
+#include "support/WindowsRegistryException.h"
+
+namespace zor {
+
+WindowsRegistryException::~WindowsRegistryException() = default;
+
+}  // namespace zor

@@ -1,0 +1,37 @@
+#include "support/WindowsApi.h"
+#include "tests/contract/ContractMachine.h"
+
+namespace {
+
+// Runs a command line to its end; false when it cannot be started.
+bool run(WCHAR* commandLine) {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process = {};
+    if (!CreateProcessW(nullptr, commandLine, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &process)) {
+        return false;
+    }
+    WaitForSingleObject(process.hProcess, INFINITE);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return true;
+}
+
+}  // namespace
+
+std::string prepareContractMachine() {
+    WCHAR path[MAX_PATH];
+    const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
+    DWORD end = length;
+    while (end != 0 && path[end - 1] != L'\\') --end;
+    path[end] = 0;
+    if (length == 0 || end + sizeof "disk.reg" > MAX_PATH) return "the program's folder is not known";
+    lstrcatW(path, L"disk.reg");
+    // The registry editor says success even of a file that is not there.
+    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) return "no disk.reg lies beside the program";
+    WCHAR commandLine[MAX_PATH + 32] = L"regedit.exe /S \"";
+    lstrcatW(commandLine, path);
+    lstrcatW(commandLine, L"\"");
+    return run(commandLine) ? "" : "the registry editor did not start";
+}

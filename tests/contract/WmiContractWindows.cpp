@@ -1,0 +1,3 @@
+#include "tests/contract/WmiContractMachine.h"
+
+void prepareWmiContractMachine() {}

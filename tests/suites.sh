@@ -1,0 +1,212 @@
+# The suites of ./test and how they are counted; read by it with $here, $host, $windows and $results set.
+
+replays="MultiString Location RegistryValue MachineFile"
+
+on_linux() {
+    export ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1
+    echo "Linux, with AddressSanitizer, UndefinedBehaviorSanitizer and LeakSanitizer:"
+    suite behaviour "$host/behaviour"
+    suite sweep "$host/sweep"
+    suite contract "$host/contract"
+    for name in $replays; do
+        check "the fuzz seeds of $name" "$host/${name}_replay" "$here/fuzz/corpus/$name"
+    done
+    check "sysmira prints the bundled PC as text" prints_devices
+    check "sysmira prints the bundled PC as JSON" prints_json
+    check "sysmira refuses what it does not know" refuses
+    check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
+}
+
+on_windows() {
+    echo "Windows programs, under Wine:"
+    suite behaviour in_wine behaviour.exe
+    suite sweep in_wine sweep.exe
+    suite contract in_wine contract.exe
+    suite windows_tests in_wine windows_tests.exe
+    for name in $replays; do
+        check "the fuzz seeds of $name" in_wine "${name}_replay.exe" "$here/fuzz/corpus/$name"
+    done
+    check "the simulation takes every call of a function that it owns" simulation_takes_calls
+    check "the DLLs export their public classes and nothing of the run-time library" exports_are_public
+    check "the DLLs import from Windows and the run-time library alone" imports_are_windows
+    check "sysmira.exe lists the devices of this system" lists_wine_devices
+    check "sysmira.exe says in a sentence that there is no device tree" tree_is_refused
+}
+
+# Counting. A suite counts with its cases, a check as one.
+
+# suite NAME COMMAND...: a GoogleTest program.
+suite() {
+    local name=$1 log passed failed skipped status=0
+    shift
+    log=$(mktemp -p "$results" log.XXXXXX)
+    limited "$@" >"$log" 2>&1 </dev/null || status=$?
+    sed -i 's/\r$//' "$log"
+    passed=$(grep -c '^\[       OK \]' "$log")
+    failed=$(grep -cE '^\[  FAILED  \] .* \([0-9]+ ms\)$' "$log")
+    skipped=$(grep -cE '^\[  SKIPPED \] .* \([0-9]+ ms\)$' "$log")
+    # A program that ends early, or runs nothing, has failed whatever its cases say.
+    if [ "$failed" -eq 0 ] && { [ "$status" -ne 0 ] || [ "$passed" -eq 0 ]; }; then
+        failed=1
+        echo "$name ended with status $status" >>"$log"
+    fi
+    echo "$passed $failed" >>"$results/counts"
+    printf '  %-14s %4d passed' "$name" "$passed"
+    [ "$skipped" -eq 0 ] || printf ', %d skipped' "$skipped"
+    if [ "$failed" -eq 0 ]; then
+        echo
+    else
+        printf ', %d FAILED:\n' "$failed"
+        grep -vE '^\[ RUN      \]|^\[       OK \]|^\[---' "$log" | tail -n 60 | sed 's/^/      /'
+    fi
+    grep '^sweep: ' "$log" | sed 's/^sweep: /                 /'
+}
+
+# check SENTENCE COMMAND...: passed when the command succeeds; what it prints says why it did not.
+check() {
+    local sentence=$1 log
+    shift
+    log=$(mktemp -p "$results" log.XXXXXX)
+    if limited "$@" >"$log" 2>&1 </dev/null; then
+        echo "1 0" >>"$results/counts"
+        echo "  ok: $sentence"
+    else
+        fail "$sentence"
+        tail -n 40 "$log" | sed 's/^/      /'
+    fi
+}
+
+fail() {
+    echo "0 1" >>"$results/counts"
+    echo "  FAILED: $1"
+}
+
+finish() {
+    local passed failed
+    read -r passed failed < <(awk '{p += $1; f += $2} END {print p + 0, f + 0}' "$results/counts")
+    echo "$passed passed, $failed failed"
+    [ "$failed" -eq 0 ]
+    exit
+}
+
+# Ten minutes, for a program; the functions below are quick.
+limited() {
+    case $(type -t "$1") in
+        function) "$@" ;;
+        *) timeout -k 10 600 "$@" ;;
+    esac
+}
+
+# in_wine PROGRAM [ARGUMENT...]: one of build/windows.
+in_wine() {
+    local program=$1
+    shift
+    timeout -k 10 600 "$here/cmake/in-wine" "$windows/$program" "$@"
+}
+
+# The checks.
+
+# expect STATUS COMMAND...: the output is left in $results/out and $results/err, without carriage returns.
+expect() {
+    local expected=$1 status=0
+    shift
+    "$@" >"$results/$BASHPID.out" 2>"$results/$BASHPID.err" </dev/null || status=$?
+    tr -d '\r' <"$results/$BASHPID.out" >"$results/$BASHPID.text"
+    out=$(cat "$results/$BASHPID.text")
+    err=$(tr -d '\r' <"$results/$BASHPID.err")
+    [ "$status" -eq "$expected" ] && return
+    echo "status $status instead of $expected: $*"
+    printf '%s\n%s\n' "$out" "$err" | tail -n 20
+    return 1
+}
+
+# has TEXT PATTERN: an extended regular expression that matches some line.
+has() {
+    grep -qE -- "$2" <<<"$1" && return
+    printf 'no line matches %s in:\n%s\n' "$2" "$1" | head -n 20
+    return 1
+}
+
+prints_devices() {
+    expect 0 "$host/sysmira" devices --disks && has "$out" 'Device\[0\]' && [ -z "$err" ] &&
+        expect 0 "$host/sysmira" tree && has "$out" 'HTREE\\ROOT\\0' && [ -z "$err" ]
+}
+
+prints_json() {
+    expect 0 "$host/sysmira" --json devices --all && python3 -c '
+import json, sys
+devices = json.load(sys.stdin)["devices"]
+sys.exit(not (len(devices) > 50 and all(device["id"] for device in devices)))' <<<"$out" &&
+        expect 0 "$host/sysmira" --json tree && python3 -m json.tool <<<"$out" >/dev/null
+}
+
+refuses() {
+    expect 2 "$host/sysmira" no-such-subcommand && has "$err" no-such-subcommand && [ -z "$out" ] &&
+        expect 1 "$host/sysmira" device 'NO\SUCH\DEVICE' && has "$err" 'NO\\SUCH\\DEVICE' && [ -z "$out" ] &&
+        expect 1 "$host/sysmira" --machine no-such-file.json tree && has "$err" no-such-file.json && [ -z "$out" ]
+}
+
+archives_stand_alone() {
+    local found
+    found=$(nm -C --undefined-only "$host/libcommon.a" "$host/libSysmira.a" 2>/dev/null | grep simulation)
+    [ -z "$found" ] || { echo "$found"; return 1; }
+}
+
+imports() { x86_64-w64-mingw32-objdump -p "$windows/$1" | sed -n 's/^\tDLL Name: //p'; }
+
+# No function whose import pointer the simulation defines may be imported from a DLL all the same.
+simulation_takes_calls() {
+    local program owned
+    owned=$(x86_64-w64-mingw32-nm --defined-only "$windows/libSysmiraSimulation.a" 2>/dev/null |
+        sed -n 's/^[0-9a-f]* D __imp_//p' | sort -u)
+    has "$owned" '^CM_Get_Child$' && has "$owned" '^RegQueryValueExW$' || return 1
+    for program in behaviour.exe sweep.exe; do
+        x86_64-w64-mingw32-objdump -p "$windows/$program" | awk '/DLL Name/ {inside = 1} inside && NF == 3 {print $3}' |
+            sort -u | comm -12 - <(echo "$owned") >"$results/taken"
+        [ -s "$results/taken" ] || continue
+        echo "$program imports:"
+        cat "$results/taken"
+        return 1
+    done
+}
+
+# The names that a DLL exports, as C++ writes them.
+exports() {
+    x86_64-w64-mingw32-objdump -p "$windows/$1" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/p' |
+        sed -n 's/^\t\[ *[0-9]*\].* //p' | x86_64-w64-mingw32-c++filt
+}
+
+exports_are_public() {
+    local dll space
+    for dll in common.dll:zor Sysmira.dll:libSysmira; do
+        space=${dll#*:}
+        exports "${dll%:*}" >"$results/exports"
+        [ -s "$results/exports" ] || { echo "${dll%:*} exports nothing"; return 1; }
+        # Of its own name space, or the table of virtual functions and the type information of such a class.
+        if grep -vE "^((vtable|typeinfo|typeinfo name) for )?$space::" "$results/exports"; then return 1; fi
+    done
+}
+
+imports_are_windows() {
+    local dll
+    for dll in common.dll Sysmira.dll; do
+        if imports $dll | grep -viE '^(kernel32|advapi32|setupapi|cfgmgr32|version|ole32|oleaut32|user32|shell32|msvcrt)\.dll$' |
+            grep -vE '^(libstdc\+\+-6|libgcc_s_seh-1|libwinpthread-1|common)\.dll$'; then
+            return 1
+        fi
+    done
+    # The functions on the device tree come from setupapi.dll, as on every Windows.
+    ! imports Sysmira.dll | grep -i cfgmgr32
+}
+
+lists_wine_devices() {
+    local disk='ACME ROCKET 1000 SSD'
+    "$here/cmake/in-wine" "$windows/sysmira.exe" --version >/dev/null &&
+        SYSMIRA_WINE=$windows "$here/cmake/in-wine" regedit /S "$here/tests/contract/disk.reg" &&
+        expect 0 in_wine sysmira.exe devices --disks && has "$out" "$disk" && has "$out" 'scsi#disk&ven_acme' &&
+        expect 0 in_wine sysmira.exe devices --all && has "$out" "$disk" && has "$out" 'Device\[1\]'
+}
+
+tree_is_refused() {
+    expect 1 in_wine sysmira.exe tree && has "$err" '^sysmira: .*\.$' && [ -z "$out" ]
+}

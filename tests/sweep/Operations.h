@@ -1,0 +1,38 @@
+// The parts of the table of operations, one for each family of classes, and what their rows are written with.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "support/Array.h"
+#include "support/Buffer.h"
+#include "support/CString.h"
+#include "support/String.h"
+#include "tests/sweep/Sweep.h"
+
+namespace sweep {
+
+std::vector<Operation> supportOperations();
+std::vector<Operation> deviceTreeOperations();
+std::vector<Operation> deviceRecordOperations();
+std::vector<Operation> deviceSetOperations();
+std::vector<Operation> driverPackageOperations();
+std::vector<Operation> wmiOperations();
+
+/// A PC with a bus, a controller, a disk with everything a device can have, a hidden volume, an absent, a
+/// disabled and a floppy device.
+void smallPc(simulation::Machine& machine);
+
+inline std::string plain(const zor::String& text) { return text.getUTF8String().c_str(); }
+
+inline std::string plain(const zor::Array<zor::String>& texts) {
+    std::string joined;
+    for (const zor::String& text : texts) joined += plain(text) + "\n";
+    return joined;
+}
+
+inline std::string plain(const zor::Buffer<unsigned char>& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace sweep

@@ -1,0 +1,301 @@
+#include "tools/sysmira/Command.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <optional>
+
+#include "support/Exception.h"
+#include "support/LogFactory.h"
+#include "tools/sysmira/CommandFailure.h"
+#include "tools/sysmira/DeviceCommand.h"
+#include "tools/sysmira/DevicesCommand.h"
+#include "tools/sysmira/Output.h"
+#include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/Target.h"
+#include "tools/sysmira/TreeCommand.h"
+#include "tools/sysmira/WmiCommand.h"
+
+namespace sysmira {
+
+namespace {
+
+// What the arguments ask for.
+struct Request {
+    bool json = false;
+    int logPriority = 0;
+    std::string machineFile;
+    bool treeWithHidden = false;
+    std::string deviceId;
+    std::vector<std::string> enumerators;
+    WmiRequest wmi;
+};
+
+// The library's log lines on stderr, for as long as it lives; without a priority nothing changes.
+class LogLines {
+public:
+    LogLines(int priority, std::ostream& err)
+        : m_wanted(priority != 0), m_before(zor::LogFactory::getPriority()) {
+        if (!m_wanted) return;
+        zor::LogFactory::setSink([&err](const zor::String& logger, int, zor::String text) {
+            err << printable(logger) + ": " + printable(text.trim()) + "\n" << std::flush;
+        });
+        zor::LogFactory::setPriority(priority);
+    }
+    ~LogLines() {
+        if (!m_wanted) return;
+        zor::LogFactory::setPriority(m_before);
+        zor::LogFactory::setSink({});
+    }
+    LogLines(const LogLines&) = delete;
+    LogLines& operator=(const LogLines&) = delete;
+
+private:
+    bool m_wanted;
+    int m_before;
+};
+
+// A check that a value is there.
+auto notEmpty(const char* expected) {
+    return [expected](const std::string& value) {
+        return value.empty() ? std::string("found nothing, expected ") + expected : std::string();
+    };
+}
+
+// An option with a value too few or too many.
+std::string explain(const CLI::ArgumentMismatch& error) {
+    const std::string text = error.what();
+    const std::string required = " required ", missing = " missing";
+    const std::size_t start = text.find(required), end = text.rfind(missing);
+    if (start == std::string::npos || end == std::string::npos) {
+        const std::string name = text.substr(0, text.find(' '));
+        return "option \"" + std::string(name.compare(0, 2, "--") == 0 ? "" : "--") + name +
+               "\" takes no value";
+    }
+    const std::size_t value = start + required.size();
+    return "option \"" + text.substr(0, text.find(':')) +
+           "\" needs a value: " + text.substr(value, end - value);
+}
+
+// The command line: its options write to a Request.
+class CommandLine {
+public:
+    explicit CommandLine(Request& request) : m_request(request) {
+        m_app.allow_windows_style_options(false);
+        m_app.allow_extras();
+        m_app.require_subcommand(0, 1);
+        m_app.set_version_flag("--version", "sysmira " SYSMIRA_VERSION, "Print the version and exit");
+        m_app.set_help_flag("-h,--help", "Print this help and exit");
+        m_app.add_flag("--json", request.json, "Print one JSON document instead of text")
+            ->disable_flag_override();
+        m_app
+            .add_option("--log", request.logPriority,
+                        "Show the library's log lines on stderr: 1 details, 2 notes, 3 warnings, 4 errors")
+            ->type_name("PRIORITY")
+            ->take_last()
+            ->check([](const std::string& value) {
+                const bool fits = value.size() == 1 && value[0] >= '1' && value[0] <= '4';
+                return fits ? std::string() : "found \"" + value + "\", expected 1, 2, 3 or 4";
+            });
+        if (canChooseMachine()) {
+            m_app
+                .add_option("--machine", request.machineFile,
+                            "Show the PC of a machine file, not the bundled one")
+                ->type_name("FILE")
+                ->take_last()
+                ->check(notEmpty("the name of a file"));
+        }
+        m_app.footer(
+            "Without a subcommand, sysmira prints the devices. The options above may also stand behind\n"
+            "the subcommand; \"sysmira SUBCOMMAND --help\" explains its own.");
+        addTree();
+        addDevices();
+        addDevice();
+        addWmi();
+    }
+
+    // Gives the text of --help or --version when that was asked for. Throws CommandFailure.
+    std::optional<std::string> parse(std::vector<std::string> arguments) {
+        std::reverse(arguments.begin(), arguments.end());
+        try {
+            m_app.parse(std::move(arguments));
+        } catch (const CLI::CallForVersion& version) {
+            return std::string(version.what()) + "\n";
+        } catch (const CLI::Success&) {
+            return m_app.help();
+        } catch (const CLI::RequiredError&) {
+            throw CommandFailure(
+                WrongUsage, "\"sysmira device\" needs the ID of a device; \"sysmira devices\" lists them");
+        } catch (const CLI::ArgumentMismatch& error) {
+            throw CommandFailure(WrongUsage, explain(error));
+        } catch (const CLI::ParseError& error) {
+            throw CommandFailure(WrongUsage, error.what());
+        }
+        const std::vector<std::string> unexpected = m_app.remaining(/*recurse=*/true);
+        if (!unexpected.empty()) failUnexpected(unexpected.front());
+        return std::nullopt;
+    }
+
+    void run(Output& output) const {
+        if (m_tree->parsed()) return runTree(m_request.treeWithHidden, output);
+        if (m_device->parsed()) return runDevice(m_request.deviceId, output);
+        if (m_wmi->parsed()) return runWmi(m_request.wmi, output);
+        runDevices(selections(), output);
+    }
+
+private:
+    CLI::App* addSubcommand(const char* name, const char* help) {
+        CLI::App* const subcommand = m_app.add_subcommand(name, help);
+        subcommand->allow_extras();
+        subcommand->fallthrough();
+        subcommand->footer("The options of \"sysmira --help\" may stand here as well.");
+        return subcommand;
+    }
+
+    void addTree() {
+        m_tree = addSubcommand("tree", "The device tree");
+        m_tree
+            ->add_flag("--hidden", m_request.treeWithHidden,
+                       "Show hidden devices too (by default they are left out, their children are not)")
+            ->disable_flag_override();
+    }
+
+    void addDevices() {
+        m_devices = addSubcommand("devices", "Sets of devices; the options may be combined (default: --all)");
+        for (const DeviceKind& kind : deviceKinds()) {
+            m_devices->add_flag(kind.option, kind.help)->disable_flag_override();
+        }
+        m_enumerators = m_devices
+                            ->add_option("--enumerator", m_request.enumerators,
+                                         "Every device of an enumerator (USB, PCI, SCSI ...)")
+                            ->type_name("NAME")
+                            ->expected(1)
+                            ->take_all()
+                            ->check(notEmpty("the name of an enumerator"));
+    }
+
+    void addDevice() {
+        m_device = addSubcommand("device", "All that is known of one device");
+        m_device->add_option("ID", m_request.deviceId, "Its device instance ID")->type_name("")->required();
+    }
+
+    void addWmi() {
+        WmiRequest& wmi = m_request.wmi;
+        m_wmi =
+            addSubcommand("wmi", "Objects, notifications and methods of Windows Management Instrumentation");
+        m_wmi->add_option("NAMESPACE", wmi.namespacePath, "The namespace, e.g. root/cimv2");
+        m_wmi->add_option("WQL", wmi.query, "The query, e.g. \"select * from Win32_DiskDrive\"");
+        m_wmi
+            ->add_option("NAME=VALUE", wmi.parameters,
+                         "With --call: an input parameter of the method; arrays as [1, 2], no value as null")
+            ->expected(0, -1);
+        m_wmi
+            ->add_flag(
+                "--events", wmi.events,
+                "Wait for the notifications that the query asks for, until Ctrl+C; with --json, each is\n"
+                "one line of JSON")
+            ->disable_flag_override();
+        m_wmi
+            ->add_option("--timeout", wmi.timeoutMs,
+                         "With --events: end when so many milliseconds pass without a notification")
+            ->type_name("MS")
+            ->take_last();
+        m_wmi->add_option("--call", wmi.method, "Call a method on each object and print what it returns")
+            ->type_name("METHOD")
+            ->take_last()
+            ->check(notEmpty("the name of a method"));
+    }
+
+    // In the order of the arguments.
+    std::vector<DeviceSelection> selections() const {
+        std::vector<DeviceSelection> result;
+        std::size_t enumerator = 0;
+        for (const CLI::Option* option : m_devices->parse_order()) {
+            if (option == m_enumerators) {
+                if (enumerator < m_request.enumerators.size()) {
+                    result.push_back(byEnumerator(m_request.enumerators[enumerator++]));
+                }
+                continue;
+            }
+            for (const DeviceKind& kind : deviceKinds()) {
+                if (option->check_name(kind.option)) result.push_back(kind.append);
+            }
+        }
+        return result;
+    }
+
+    std::vector<std::string> knownOptions() const {
+        std::vector<std::string> known;
+        std::vector<const CLI::App*> apps = {&m_app};
+        for (const CLI::App* subcommand : m_app.get_subcommands()) apps.push_back(subcommand);
+        for (const CLI::App* app : apps) {
+            for (const CLI::Option* option : app->get_options()) {
+                for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+            }
+        }
+        return known;
+    }
+
+    // An argument that is no option of what was asked, no subcommand and no value.
+    [[noreturn]] void failUnexpected(const std::string& argument) const {
+        const auto chosen = m_app.get_subcommands();
+        const std::string helpCall =
+            chosen.empty() ? "sysmira --help" : "sysmira " + chosen.front()->get_name() + " --help";
+        std::string what = "unexpected argument";
+        std::vector<std::string> candidates;
+        if (argument.size() > 1 && argument[0] == '-') {
+            what = "unknown option";
+            candidates = knownOptions();
+        } else if (chosen.empty()) {
+            what = "unknown subcommand";
+            candidates = {"tree", "devices", "device", "wmi"};
+        }
+        const std::string guess = nearest(argument.substr(0, argument.find('=')), candidates);
+        throw CommandFailure(WrongUsage, what + " \"" + argument + "\"; " +
+                                             (guess.empty() ? "\"" + helpCall + "\" tells what there is"
+                                                            : "did you mean \"" + guess + "\"?"));
+    }
+
+    Request& m_request;
+    CLI::App m_app{"What this PC is made of, as Windows knows it.", "sysmira"};
+    CLI::App* m_tree = nullptr;
+    CLI::App* m_devices = nullptr;
+    CLI::App* m_device = nullptr;
+    CLI::App* m_wmi = nullptr;
+    CLI::Option* m_enumerators = nullptr;
+};
+
+void run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+    Request request;
+    CommandLine commandLine(request);
+    if (const auto information = commandLine.parse(arguments)) {
+        Output(out, err, /*json=*/false).print(*information);
+        return;
+    }
+    const LogLines log(request.logPriority, err);
+    chooseMachine(request.machineFile);
+    Output output(out, err, request.json);
+    commandLine.run(output);
+}
+
+}  // namespace
+
+int runSysmira(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) noexcept {
+    try {
+        try {
+            run(arguments, out, err);
+            return Done;
+        } catch (const CommandFailure& failure) {
+            writeSentence(err, failure.what());
+            return failure.getStatus();
+        } catch (const std::bad_alloc&) {
+            writeSentence(err, "there is not enough memory");
+        } catch (const std::exception& failure) {
+            writeSentence(err, failure.what());
+        }
+    } catch (...) {
+        // Not even the sentence could be written.
+    }
+    return NotRead;
+}
+
+}  // namespace sysmira

@@ -1,0 +1,28 @@
+#include "tools/sysmira/Output.h"
+
+#include <nlohmann/json.hpp>
+
+#include "tools/sysmira/CommandFailure.h"
+#include "tools/sysmira/PrintableText.h"
+
+namespace sysmira {
+
+void writeSentence(std::ostream& err, std::string_view text) {
+    const std::string sentence = printable(text);
+    const bool ends = !sentence.empty() && (sentence.back() == '?' || sentence.back() == '.');
+    err << "sysmira: " + sentence + (ends ? "\n" : ".\n") << std::flush;
+}
+
+void Output::print(std::string_view text) {
+    m_out << text << std::flush;
+    if (!m_out) throw CommandFailure(NotRead, "the result could not be written");
+}
+
+void Output::printDocument(const nlohmann::ordered_json& document) {
+    constexpr int indent = 2;
+    print(
+        document.dump(indent, ' ', /*ensure_ascii=*/false, nlohmann::ordered_json::error_handler_t::replace) +
+        "\n");
+}
+
+}  // namespace sysmira

@@ -1,0 +1,31 @@
+// Where a subcommand's result goes: text or one JSON document.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+#include <string_view>
+
+namespace sysmira {
+
+/// Writes one sentence about what went wrong: the command's name, the text made printable, a full stop.
+void writeSentence(std::ostream& err, std::string_view text);
+
+class Output {
+public:
+    Output(std::ostream& out, std::ostream& err, bool json) : m_out(out), m_err(err), m_json(json) {}
+
+    /// Whether the user asked for JSON.
+    bool wantsJson() const { return m_json; }
+    /// UTF-8, written at once. Throws CommandFailure when it cannot be written.
+    void print(std::string_view text);
+    void printDocument(const nlohmann::ordered_json& document);
+    /// A sentence on stderr beside the result.
+    void remark(std::string_view sentence) { writeSentence(m_err, sentence); }
+
+private:
+    std::ostream& m_out;
+    std::ostream& m_err;
+    bool m_json;
+};
+
+}  // namespace sysmira

@@ -1,0 +1,35 @@
+// What depends on where the command runs: on Windows it shows the PC that it runs on, on Linux a simulated
+// one.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace sysmira {
+
+/// The arguments that follow the program's name, as UTF-8.
+std::vector<std::string> programArguments(int count, char** arguments);
+
+/// While it lives, the console takes UTF-8.
+class Utf8Console {
+public:
+    Utf8Console();
+    ~Utf8Console();
+    Utf8Console(const Utf8Console&) = delete;
+    Utf8Console& operator=(const Utf8Console&) = delete;
+
+private:
+    unsigned m_before = 0;
+};
+
+/// Whether the PC can be chosen (option --machine).
+bool canChooseMachine();
+/// Makes the PC of a machine file, or the bundled one when `file` is empty, the one that is asked. Throws
+/// CommandFailure. Does nothing where there is no choice.
+void chooseMachine(const std::string& file);
+
+/// Called after a wait of so many milliseconds in which nothing came, where waiting has no end of its own. On
+/// Linux, where the simulated PC's time passes at once, it takes that time really.
+void keepPace(unsigned milliseconds);
+
+}  // namespace sysmira

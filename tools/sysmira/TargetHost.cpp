@@ -1,0 +1,51 @@
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "simulation/machine/Machine.h"
+#include "simulation/machine/MachineFile.h"
+#include "tools/sysmira/CommandFailure.h"
+#include "tools/sysmira/Target.h"
+
+namespace sysmira {
+
+namespace {
+
+std::string readFile(const std::string& path) {
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    if (!file || !(text << file.rdbuf()) || file.bad()) {
+        const char* const reason = errno != 0 ? std::strerror(errno) : "it holds nothing";
+        throw CommandFailure(NotRead, "the machine file \"" + path + "\" cannot be read: " + reason);
+    }
+    return text.str();
+}
+
+}  // namespace
+
+std::vector<std::string> programArguments(int count, char** arguments) {
+    return {arguments + (count > 0 ? 1 : 0), arguments + count};
+}
+
+Utf8Console::Utf8Console() = default;
+Utf8Console::~Utf8Console() = default;
+
+bool canChooseMachine() { return true; }
+
+void chooseMachine(const std::string& file) {
+    try {
+        simulation::machine() = file.empty()
+                                    ? simulation::readMachine(simulation::bundledMachine(), "bundled.json")
+                                    : simulation::readMachine(readFile(file), file);
+    } catch (const simulation::MachineFileError& error) {
+        throw CommandFailure(NotRead, error.what());
+    }
+}
+
+void keepPace(unsigned milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+
+}  // namespace sysmira

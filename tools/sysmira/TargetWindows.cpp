@@ -1,0 +1,42 @@
+#include <memory>
+
+#include "support/String.h"
+#include "support/WindowsApi.h"
+#include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/Target.h"
+
+// As shellapi.h has it.
+extern "C" __declspec(dllimport) LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR commandLine, int* count);
+
+namespace sysmira {
+
+std::vector<std::string> programArguments(int, char**) {
+    int count = 0;
+    const std::unique_ptr<WCHAR*, decltype(&LocalFree)> arguments(
+        CommandLineToArgvW(GetCommandLineW(), &count), &LocalFree);
+    std::vector<std::string> result;
+    for (int i = 1; arguments != nullptr && i < count; ++i) result.push_back(toUtf8(arguments.get()[i]));
+    return result;
+}
+
+Utf8Console::Utf8Console() {
+    DWORD mode = 0;
+    if (!GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) &&
+        !GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode)) {
+        return;
+    }
+    m_before = GetConsoleOutputCP();
+    SetConsoleOutputCP(CP_UTF8);
+}
+
+Utf8Console::~Utf8Console() {
+    if (m_before != 0) SetConsoleOutputCP(m_before);
+}
+
+bool canChooseMachine() { return false; }
+
+void chooseMachine(const std::string&) {}
+
+void keepPace(unsigned) {}
+
+}  // namespace sysmira
