@@ -1,6 +1,6 @@
 # The suites of ./test and how they are counted; read by it with $here, $host, $windows and $results set.
 
-replays="MultiString Location RegistryValue MachineFile"
+replays="MultiString Location RegistryValue MachineFile Wql"
 
 on_linux() {
     export ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "support/AssertionFailure.h"
 #include "support/Buffer.h"
 #include "support/GrowingRead.h"
 #include "support/MultiString.h"
@@ -82,6 +83,7 @@ void ConfigManager::getChildren(DEVINST node, zor::Array<DEVINST>& children) {
 DEVINST ConfigManager::findByDeviceInstanceId(const zor::String& id) { return locate(id.getUCS2Buffer()); }
 
 void ConfigManager::forEach(NodeVisitor* callback, void* context, bool skipHidden) {
+    ZOR_ASSERT(callback != nullptr);
     const DEVINST root = getRootNode();
     if (root != 0) forEachImp(callback, root, 0, context, skipHidden);
 }

@@ -38,7 +38,8 @@ public:
     static DEVINST findByDeviceInstanceId(const zor::String& id);
     /// Walks the whole tree, parents before children, children before the parent's next sibling. With
     /// `skipHidden`, hidden nodes are not reported; their children are walked all the same. The walk is a
-    /// loop: its memory grows with the depth of the tree, the thread's stack does not.
+    /// loop: its memory grows with the depth of the tree, the
+    /// thread's stack does not. A null callback is misuse: an assertion failure.
     static void forEach(NodeVisitor* callback, void* context, bool skipHidden);
 
     // Identity and status.

@@ -1,6 +1,7 @@
 #include "libSysmira/enumeration/WindowsDevice.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "libSysmira/enumeration/ConfigManager.h"
 #include "libSysmira/enumeration/DeviceLocation.h"
@@ -23,15 +24,19 @@ constexpr DWORD classPropertyCount = 29;
 
 struct EnumeratorName {
     WinDeviceType type;
-    const char* name;
+    zor::String name;
 };
 
-constexpr EnumeratorName enumeratorNames[] = {
-    {WinDev_ATA, "IDE"},   {WinDev_SCSI, "SCSI"},     {WinDev_USBStorage, "USBSTOR"},
-    {WinDev_USB, "USB"},   {WinDev_PCI, "PCI"},       {WinDev_PCIIDE, "PCIIDE"},
-    {WinDev_ACPI, "ACPI"}, {WinDev_SBP2, "SBP2"},     {WinDev_1394, "1394"},
-    {WinDev_SD, "SD"},     {WinDev_PCMCIA, "PCMCIA"}, {WinDev_Display, "DISPLAY"},
-};
+// In the order in which an enumerator is compared with them.
+const std::vector<EnumeratorName>& enumeratorNames() {
+    static const std::vector<EnumeratorName> names = {
+        {WinDev_ATA, "IDE"},   {WinDev_SCSI, "SCSI"},     {WinDev_USBStorage, "USBSTOR"},
+        {WinDev_USB, "USB"},   {WinDev_PCI, "PCI"},       {WinDev_PCIIDE, "PCIIDE"},
+        {WinDev_ACPI, "ACPI"}, {WinDev_SBP2, "SBP2"},     {WinDev_1394, "1394"},
+        {WinDev_SD, "SD"},     {WinDev_PCMCIA, "PCMCIA"}, {WinDev_Display, "DISPLAY"},
+    };
+    return names;
+}
 
 bool isText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ; }
 
@@ -89,9 +94,11 @@ WindowsDevice& WindowsDevice::operator=(WindowsDevice&&) noexcept = default;
 WindowsDevice::~WindowsDevice() = default;
 
 void WindowsDevice::init() {
-    getStringRegistryProperty(SPDRP_FRIENDLYNAME, m_friendlyName, RegProp_Device);
-    getStringRegistryProperty(SPDRP_DEVICEDESC, m_description, RegProp_Device);
-    getStringRegistryProperty(SPDRP_ENUMERATOR_NAME, m_enumerator, RegProp_Device);
+    // One buffer for the three: enumerations of thousands of devices come through here.
+    zor::Buffer<unsigned char> bytes;
+    readTextProperty(SPDRP_FRIENDLYNAME, m_friendlyName, RegProp_Device, bytes);
+    readTextProperty(SPDRP_DEVICEDESC, m_description, RegProp_Device, bytes);
+    readTextProperty(SPDRP_ENUMERATOR_NAME, m_enumerator, RegProp_Device, bytes);
     m_type = getDeviceTypeFromEnumerator(m_enumerator);
 }
 
@@ -171,9 +178,14 @@ bool WindowsDevice::getCompatibleIds(zor::Array<zor::String>& ids) const {
 }
 
 bool WindowsDevice::getStringRegistryProperty(DWORD property, zor::String& text, RegPropType source) const {
+    zor::Buffer<unsigned char> bytes;
+    return readTextProperty(property, text, source, bytes);
+}
+
+bool WindowsDevice::readTextProperty(DWORD property, zor::String& text, RegPropType source,
+                                     zor::Buffer<unsigned char>& bytes) const {
     text.clear();
     DWORD type = REG_NONE;
-    zor::Buffer<unsigned char> bytes;
     if (!getRegistryProperty(source, property, type, bytes) || !isText(type)) return false;
     text = zor::textFromBytes(bytes.data(), bytes.size());
     return !text.empty();
@@ -385,14 +397,14 @@ const std::shared_ptr<DriverPackage>& WindowsDevice::getDriverPackage() const {
 }
 
 WinDeviceType WindowsDevice::getDeviceTypeFromEnumerator(const zor::String& enumerator) {
-    for (const EnumeratorName& row : enumeratorNames) {
+    for (const EnumeratorName& row : enumeratorNames()) {
         if (enumerator.compareNoCase(row.name) == 0) return row.type;
     }
     return WinDev_Other;
 }
 
 zor::String WindowsDevice::getEnumeratorFromDeviceType(WinDeviceType type) {
-    for (const EnumeratorName& row : enumeratorNames) {
+    for (const EnumeratorName& row : enumeratorNames()) {
         if (row.type == type) return row.name;
     }
     return {};

@@ -133,6 +133,8 @@ private:
     bool findDeviceInstanceId(zor::String& id) const;
     bool getRegistryProperty(RegPropType source, DWORD property, DWORD& type,
                              zor::Buffer<unsigned char>& bytes) const;
+    bool readTextProperty(DWORD property, zor::String& text, RegPropType source,
+                          zor::Buffer<unsigned char>& bytes) const;
     bool readProperty(RegPropType source, DWORD property, DWORD* type, BYTE* bytes, DWORD size,
                       DWORD& required) const;
     bool getLocationText(zor::String& location) const;

@@ -1,9 +1,13 @@
 #include "libSysmira/enumeration/WindowsDeviceSet.h"
 
+#include <algorithm>
+#include <bit>
+#include <utility>
+
 #include "libSysmira/enumeration/ConfigManager.h"
 #include "libSysmira/enumeration/DeviceEnumeration.h"
 #include "support/AssertionFailure.h"
-#include "support/Map.h"
+#include "support/HashFunc.h"
 #include "support/SprintfFormat.h"
 
 namespace libSysmira {
@@ -17,33 +21,51 @@ void takeLocator(WindowsDevice& present, const WindowsDevice& other) {
 
 }  // namespace
 
-// Appends many devices: knows the elements by instance ID, so that each device costs one look-up however long
-// the set is. The index lives no longer than one operation, since callers may change the elements in between.
+// Appends many devices: finds the elements by instance ID with one look-up each, however long the set is. The
+// index lives no longer than one operation, since callers may change the elements in between. It is a table
+// of positions with open addressing; the IDs stay where they are, in the records.
 class WindowsDeviceSet::Appender {
 public:
-    explicit Appender(Devices& devices) : m_devices(devices) {
-        for (unsigned i = 0; i < m_devices.size(); ++i) remember(i);
+    Appender(Devices& devices, std::size_t expected) : m_devices(devices) {
+        m_devices.reserve(m_devices.size() + expected);
+        rehash(m_devices.size() + expected);
     }
 
-    void append(const WindowsDevice& device, bool includeHidden) {
-        if (const unsigned* const index = m_index.lookup(device.getDeviceInstanceId())) {
-            takeLocator(m_devices[*index], device);
+    void append(WindowsDevice&& device, bool includeHidden) {
+        unsigned* const place = placeOf(device.getDeviceInstanceId());
+        if (*place != None) {
+            takeLocator(m_devices[*place], device);
             return;
         }
         if (!includeHidden && device.isHidden()) return;
-        m_devices.push_back(device);
-        remember(static_cast<unsigned>(m_devices.size() - 1));
+        m_devices.push_back(std::move(device));
+        *place = static_cast<unsigned>(m_devices.size() - 1);
+        if (m_devices.size() * 2 > m_table.size()) rehash(m_devices.size());
     }
 
 private:
-    // The first element with an ID is the one that counts.
-    void remember(unsigned index) {
-        const zor::String& id = m_devices[index].getDeviceInstanceId();
-        if (m_index.lookup(id) == nullptr) m_index.insert(id, index);
+    static constexpr unsigned None = 0xFFFFFFFF;
+
+    // Where the ID's position stands, or the free place for it.
+    unsigned* placeOf(const zor::String& id) {
+        const std::size_t mask = m_table.size() - 1;
+        std::size_t at = zor::HashFunc<zor::String>::hash(id) & mask;
+        while (m_table[at] != None && !(m_devices[m_table[at]].getDeviceInstanceId() == id))
+            at = (at + 1) & mask;
+        return &m_table[at];
+    }
+
+    // At least twice as many places as elements. The first element with an ID is the one that counts.
+    void rehash(std::size_t elements) {
+        m_table.assign(std::bit_ceil(std::max<std::size_t>(elements, 4) * 2 + 1), None);
+        for (unsigned i = 0; i < m_devices.size(); ++i) {
+            unsigned* const place = placeOf(m_devices[i].getDeviceInstanceId());
+            if (*place == None) *place = i;
+        }
     }
 
     Devices& m_devices;
-    zor::Map<zor::String, unsigned> m_index;
+    std::vector<unsigned> m_table;
 };
 
 WindowsDeviceSet::WindowsDeviceSet(const GUID* classGuid, const GUID* interfaceGuid, unsigned flags) {
@@ -80,8 +102,8 @@ void WindowsDeviceSet::appendDevices(const GUID* classGuid, const GUID* interfac
                                      WinInterfaceType type) {
     Devices found;
     enumerateDevices(classGuid, interfaceGuid, type, (flags & ClassDevicesOnly) != 0, found);
-    Appender appender(m_devices);
-    for (const WindowsDevice& device : found) appender.append(device, (flags & KeepHidden) != 0);
+    Appender appender(m_devices, found.size());
+    for (WindowsDevice& device : found) appender.append(std::move(device), (flags & KeepHidden) != 0);
 }
 
 void WindowsDeviceSet::appendDisks() {
@@ -91,9 +113,10 @@ void WindowsDeviceSet::appendDisks() {
 void WindowsDeviceSet::appendUsbDisks() {
     Devices disks;
     enumerateDevices(&GUID_DEVCLASS_DISKDRIVE, &GUID_DEVINTERFACE_DISK, WinInt_Disk, false, disks);
-    Appender appender(m_devices);
-    for (const WindowsDevice& disk : disks) {
-        if ((disk.getType() & WinDev_USBStorage) != 0) appender.append(disk, /*includeHidden=*/false);
+    Appender appender(m_devices, disks.size());
+    for (WindowsDevice& disk : disks) {
+        if ((disk.getType() & WinDev_USBStorage) != 0)
+            appender.append(std::move(disk), /*includeHidden=*/false);
     }
 }
 
@@ -194,10 +217,10 @@ void WindowsDeviceSet::appendDevices(unsigned typeFilter, unsigned kinds) {
             enumerateDevices(kind.classGuid, kind.interfaceGuid, kind.type, kind.classDevicesOnly, found);
         }
     }
-    Appender appender(m_devices);
-    for (const WindowsDevice& device : found) {
+    Appender appender(m_devices, found.size());
+    for (WindowsDevice& device : found) {
         if (typeFilter == 0 || (device.getType() & typeFilter) != 0)
-            appender.append(device, /*includeHidden=*/false);
+            appender.append(std::move(device), /*includeHidden=*/false);
     }
 }
 
@@ -210,10 +233,10 @@ void WindowsDeviceSet::appendDevicesByEnumerator(const zor::String& enumerator, 
     } else {
         enumerateDevices(classGuid, interfaceGuid, WinInt_None, /*classDevicesOnly=*/false, found);
     }
-    Appender appender(m_devices);
-    for (const WindowsDevice& device : found) {
+    Appender appender(m_devices, found.size());
+    for (WindowsDevice& device : found) {
         if (all || device.getEnumerator().compareNoCase(enumerator) == 0) {
-            appender.append(device, /*includeHidden=*/false);
+            appender.append(std::move(device), /*includeHidden=*/false);
         }
     }
 }
@@ -229,7 +252,7 @@ void WindowsDeviceSet::appendChildrenOf(const WindowsDevice& device) {
     if (node == 0) return;
     zor::Array<DEVINST> children;
     ConfigManager::getChildren(node, children);
-    Appender appender(m_devices);
+    Appender appender(m_devices, children.size());
     for (const DEVINST child : children) {
         zor::String childId;
         if (!ConfigManager::getDeviceInstanceId(child, childId) || childId.empty()) continue;

@@ -1,10 +1,10 @@
 #include "tools/sysmira/Command.h"
 
+// Before anything that includes the Windows headers: their ERROR macro would spoil it.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <optional>
 
-#include "support/Exception.h"
 #include "support/LogFactory.h"
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/DeviceCommand.h"

@@ -101,7 +101,7 @@ void findLocator(WindowsDevice& device) {
     set.appendComPorts();
     set.appendParallelPorts();
     for (const WindowsDevice& known : set) {
-        if (known.getDeviceInstanceId() == device.getDeviceInstanceId()) {
+        if (known.getDeviceInstanceId().compareNoCase(device.getDeviceInstanceId()) == 0) {
             device.setOsLocator(known.getOsLocator(), known.getInterfaceType());
         }
     }
@@ -111,6 +111,9 @@ void findLocator(WindowsDevice& device) {
     std::vector<std::string> known;
     WindowsDeviceSet set(nullptr, nullptr, WindowsDeviceSet::KeepHidden);
     for (const WindowsDevice& device : set) known.push_back(toUtf8(device.getDeviceInstanceId()));
+    if (std::find(known.begin(), known.end(), id) != known.end()) {
+        throw CommandFailure(NotRead, "Windows lists the device \"" + id + "\" but does not open it");
+    }
     const std::string guess = nearest(id, known);
     throw CommandFailure(NotRead, "no device has the ID \"" + id + "\"; " +
                                       (guess.empty() ? "\"sysmira devices\" lists the IDs"
