@@ -22,7 +22,8 @@ Type* realFunction([[maybe_unused]] const WCHAR* module, [[maybe_unused]] const 
     text.Buffer = const_cast<char*>(name);
     text.Length = text.MaximumLength = static_cast<USHORT>(__builtin_strlen(name));
     void* address = nullptr;
-    LdrGetProcedureAddress(GetModuleHandleW(module), &text, 0, &address);
+    const HMODULE loaded = GetModuleHandleW(module);
+    if (loaded != nullptr) LdrGetProcedureAddress(loaded, &text, 0, &address);
     return reinterpret_cast<Type*>(address);
 #endif
 }

@@ -42,7 +42,16 @@ HMODULE load(Call& call, LPCWSTR name) {
         loadedModules().add(std::make_unique<LoadedModule>(LoadedModule{found->first}), call.name())));
 }
 
-bool isOurs(LPCWSTR name) { return machine().files.count(fullPath(fromWide(name))) != 0; }
+// A number in place of the name is an ordinal; files name such symbols "#15".
+std::string symbolName(LPCSTR name) {
+    const Call::Inside inside;
+    return IS_INTRESOURCE(name) ? "#" + std::to_string(reinterpret_cast<ULONG_PTR>(name)) : name;
+}
+
+bool isOurs(LPCWSTR name) {
+    const Call::Inside inside;
+    return machine().files.count(fullPath(fromWide(name))) != 0;
+}
 
 const std::vector<long long> loadCodes = {ERROR_MOD_NOT_FOUND, ERROR_BAD_EXE_FORMAT, ERROR_NOT_ENOUGH_MEMORY,
                                           ERROR_DLL_INIT_FAILED};
@@ -89,9 +98,7 @@ SIMULATED(FARPROC, WINAPI, GetProcAddress, (HMODULE module, LPCSTR name)) {
         "GetProcAddress", Fails::WithZero, {ERROR_PROC_NOT_FOUND, ERROR_INVALID_HANDLE}};
     static const auto real = realFunction<FARPROC WINAPI(HMODULE, LPCSTR)>(L"kernel32.dll", "GetProcAddress");
     if (real != nullptr && !Ledger::wasGivenOut(module)) return real(module, name);
-    // A number in place of the name is an ordinal; files name such symbols "#15".
-    const bool ordinal = IS_INTRESOURCE(name);
-    const std::string symbol = ordinal ? "#" + std::to_string(reinterpret_cast<ULONG_PTR>(name)) : name;
+    const std::string symbol = symbolName(name);
     Call call(function, module, symbol.c_str());
     if (const auto fault = call.fault<FARPROC>()) return *fault;
     const LoadedModule* const loaded = loadedModules().find(module, call.name());

@@ -216,6 +216,15 @@ public:
         return work();
     }
 
+    /// Marks work of the simulation outside any call (whose is this handle?) as such while it lives.
+    class Inside {
+    public:
+        Inside() { ++s_depth; }
+        ~Inside() { --s_depth; }
+        Inside(const Inside&) = delete;
+        Inside& operator=(const Inside&) = delete;
+    };
+
     /// True while a simulated function runs on this thread: its allocations are not the library's.
     static bool running() { return s_depth != 0; }
 

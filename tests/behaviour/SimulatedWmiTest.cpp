@@ -329,7 +329,47 @@ TEST_F(SimulatedWmi, TakesSimulatedTimeForMethodsAndEvents) {
     EXPECT_EQ(events->Next(Infinite, 1, &event, &returned), code(WBEM_E_CALL_CANCELLED));
     EXPECT_EQ(events->Reset(), code(WBEM_E_INVALID_OPERATION));
     events->Release();
-    services->Release();
+
+    IWbemClassObject* const fan = object(u"Test_Fan.Id=\"Rear\"");
+    IWbemClassObject* const fanClass = object(u"Test_Fan");
+    IWbemClassObject *signature = nullptr, *in = nullptr;
+    EXPECT_EQ(fan->GetMethod(L"Measure", 0, &signature, nullptr), code(WBEM_E_ILLEGAL_OPERATION));
+    ASSERT_EQ(fanClass->GetMethod(L"measure", 0, &signature, nullptr), S_OK);
+    ASSERT_EQ(signature->SpawnInstance(0, &in), S_OK);
+    const BSTR path = SysAllocString(L"Test_Fan.Id=\"Rear\"");
+    const BSTR method = SysAllocString(L"Measure");
+    const auto call = [&](IWbemClassObject* parameters, LONG flags, IWbemCallResult** pending) {
+        event = nullptr;
+        return services->ExecMethod(path, method, flags, nullptr, parameters, &event, pending);
+    };
+    EXPECT_EQ(call(nullptr, 0, nullptr), code(WBEM_E_INVALID_METHOD_PARAMETERS));
+    EXPECT_EQ(call(fan, 0, nullptr), code(WBEM_E_INVALID_METHOD_PARAMETERS));
+    ASSERT_EQ(call(in, 0, nullptr), S_OK);
+    EXPECT_EQ(sleptMilliseconds(), 1050u);
+    event->Release();
+    VARIANT probe;
+    probe.vt = VT_UI4;
+    probe.ulVal = 2;
+    EXPECT_EQ(in->Put(L"Probe", 0, &probe, 0), S_OK);
+    EXPECT_EQ(call(in, 0, nullptr), code(WBEM_E_FAILED));
+    probe.ulVal = 1;
+    EXPECT_EQ(in->Put(L"Probe", 0, &probe, 0), S_OK);
+    IWbemCallResult* pending = nullptr;
+    EXPECT_EQ(call(in, WBEM_FLAG_RETURN_IMMEDIATELY, nullptr), code(WBEM_E_INVALID_PARAMETER));
+    ASSERT_EQ(call(in, WBEM_FLAG_RETURN_IMMEDIATELY, &pending), S_OK);
+    EXPECT_EQ(event, nullptr);
+    LONG status = 1;
+    EXPECT_EQ(pending->GetCallStatus(0, &status), WBEM_S_TIMEDOUT);
+    EXPECT_EQ(pending->GetResultObject(299, &event), WBEM_S_TIMEDOUT);
+    ASSERT_EQ(pending->GetResultObject(1, &event), S_OK);
+    EXPECT_EQ(pending->GetCallStatus(0, &status), S_OK);
+    EXPECT_EQ(status, S_OK);
+    for (IUnknown* each :
+         std::initializer_list<IUnknown*>{event, pending, in, signature, fan, fanClass, services}) {
+        each->Release();
+    }
+    SysFreeString(path);
+    SysFreeString(method);
     CoUninitialize();
     EXPECT_EQ(ledger().describe() + ledger().violations(), "");
 }

@@ -61,7 +61,11 @@ protected:
         } catch (const std::bad_alloc&) {
             if (failure != Failure::Allocation) thrown = "std::bad_alloc";
         } catch (const std::exception& exception) {
-            if (!GetParam().mayThrow(exception, failure)) thrown = exception.what();
+            // Who may be deceived may also be refused in the course of it.
+            const bool allowed =
+                GetParam().mayThrow(exception, failure) ||
+                (failure == Failure::Deception && GetParam().mayThrow(exception, Failure::Code));
+            if (!allowed) thrown = exception.what();
         } catch (...) {
             thrown = "something";
         }
@@ -87,13 +91,15 @@ protected:
     bool runFaulted(const Result& clean, unsigned nth, const char* function, simulation::Fault fault) {
         fault.nth = nth;
         const bool deceives = fault.distortion != simulation::Distortion::None;
+        // A code that means success deceives, too: nothing was done.
+        const bool successful = deceives || fault.code == 0;
         const std::string what =
             std::string(function) + ", call " + std::to_string(nth) + (fault.onwards ? " and on, " : ", ") +
             (deceives ? "deception " + std::to_string(static_cast<unsigned>(fault.distortion))
                       : "code " + std::to_string(fault.code));
         ++totals.faultedRuns;
         return runDisturbed(
-            clean, deceives ? Failure::Deception : Failure::Code, what,
+            clean, successful ? Failure::Deception : Failure::Code, what,
             [&] {
                 simulation::control().clearJournal();
                 simulation::control().clearGiven();

@@ -39,7 +39,7 @@ constexpr std::array<TypeName, 16> typeNames = {{
     {CIM_BOOLEAN, "boolean"},
     {CIM_STRING, "string"},
     {CIM_DATETIME, "datetime"},
-    {CIM_REFERENCE, "reference"},
+    {CIM_REFERENCE, "ref"},
     {CIM_CHAR16, "char16"},
     {CIM_OBJECT, "object"},
 }};
