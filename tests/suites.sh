@@ -106,14 +106,14 @@ in_wine() {
 
 # The checks.
 
-# expect STATUS COMMAND...: the output is left in $out and $err, without carriage returns.
+# expect STATUS COMMAND...: sets $out and $err to what the command printed, without carriage returns.
 expect() {
-    # The two sides run at the same time, each with files of its own.
-    local expected=$1 status=0 files=$results/$BASHPID
+    local expected=$1 status=0 printed
     shift
-    "$@" >"$files.out" 2>"$files.err" </dev/null || status=$?
-    out=$(tr -d '\r' <"$files.out")
-    err=$(tr -d '\r' <"$files.err")
+    printed=$(mktemp -d -p "$results")
+    "$@" >"$printed/out" 2>"$printed/err" </dev/null || status=$?
+    out=$(tr -d '\r' <"$printed/out")
+    err=$(tr -d '\r' <"$printed/err")
     [ "$status" -eq "$expected" ] && return
     echo "status $status instead of $expected: $*"
     printf '%s\n%s\n' "$out" "$err" | tail -n 20

@@ -1,6 +1,7 @@
 #include "tools/sysmira/WmiCommand.h"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <limits>
 #include <memory>
@@ -28,7 +29,8 @@ namespace {
 // How long one wait for a notification is: Ctrl+C is seen between two.
 constexpr DWORD longestWaitMs = 200;
 
-volatile std::sig_atomic_t theInterruption = 0;
+std::atomic<bool> theInterruption{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
 // While it lives, Ctrl+C is noted and ends nothing.
 class InterruptionNoted {
@@ -36,15 +38,15 @@ public:
     InterruptionNoted() : m_before(std::signal(SIGINT, note)) {}
     ~InterruptionNoted() {
         std::signal(SIGINT, m_before);
-        theInterruption = 0;
+        theInterruption = false;
     }
     InterruptionNoted(const InterruptionNoted&) = delete;
     InterruptionNoted& operator=(const InterruptionNoted&) = delete;
 
-    static bool happened() { return theInterruption != 0; }
+    static bool happened() { return theInterruption; }
 
 private:
-    static void note(int) { theInterruption = 1; }
+    static void note(int) { theInterruption = true; }
 
     void (*m_before)(int);
 };
