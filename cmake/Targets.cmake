@@ -81,11 +81,17 @@ if(WIN32)
     target_link_libraries(sysmira_simulated INTERFACE ntdll)
 endif()
 
+# What a test program exports is nobody's to link with: its import library goes out of the products' way.
+function(sysmira_test_program name)
+    set_target_properties(${name} PROPERTIES ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+endfunction()
+
 # sysmira_test(NAME [SIMULATED] SOURCES ... [LINK ...]): a GoogleTest program and its entry in CTest. SIMULATED
 # programs hold the libraries' objects and the simulated functions; others link LINK alone.
 function(sysmira_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "SIMULATED" "" "SOURCES;LINK")
     add_executable(${name} ${arg_SOURCES})
+    sysmira_test_program(${name})
     target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/support/WindowsApi.h <gtest/gtest.h>)
     target_link_libraries(${name} PRIVATE sysmira_settings $<$<BOOL:${arg_SIMULATED}>:sysmira_simulated>
         ${arg_LINK} sysmira_gtest)
@@ -96,6 +102,7 @@ endfunction()
 # searching on, NAME_fuzz when libFuzzer is there (SYSMIRA_FUZZ).
 function(sysmira_fuzz_target name source)
     add_executable(${name}_replay ${source} ${PROJECT_SOURCE_DIR}/fuzz/replay.cpp)
+    sysmira_test_program(${name}_replay)
     target_link_libraries(${name}_replay PRIVATE sysmira_settings sysmira_simulated)
     add_test(NAME ${name}_replay COMMAND ${name}_replay ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
     if(SYSMIRA_FUZZ)

@@ -8,8 +8,8 @@ namespace zor {
 /// Copying a holder copies the resource as its policy does (for a COM pointer: one reference more), and each
 /// holder gives its own copy back. A holder made from a raw resource takes it over as it is.
 ///
-/// The policy has `Resource`, `invalid` (the value of "none"), `copy(resource)` and `destroy(resource)`, which
-/// throws nothing. Holders are as safe among threads as the policy's resource.
+/// The policy has `Resource`, `invalid` (the value of "none"), `copy(resource)` and `destroy(resource)`,
+/// which throws nothing. Holders are as safe among threads as the policy's resource.
 template <class Policy>
 class CopiedResource {
 public:
@@ -28,7 +28,8 @@ public:
         return *this;
     }
     CopiedResource& operator=(CopiedResource&& other) noexcept {
-        if (this != &other) destroy(std::exchange(m_resource, std::exchange(other.m_resource, Policy::invalid)));
+        if (this != &other)
+            destroy(std::exchange(m_resource, std::exchange(other.m_resource, Policy::invalid)));
         return *this;
     }
 

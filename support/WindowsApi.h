@@ -1,6 +1,7 @@
 // The Windows headers, for both targets, and the declarations that they lack. No other file includes a
 // Windows header. On Windows they are the tool chain's own. On Linux the same mingw-w64 headers are read in
-// their LP64 mode, where LONG and DWORD stay 32 bits wide and every structure keeps its 64-bit Windows layout.
+// their LP64 mode, where LONG and DWORD stay 32 bits wide and every structure keeps its 64-bit Windows
+// layout.
 #pragma once
 
 #ifndef _WIN32
@@ -46,7 +47,8 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-// clang-format off: windows.h comes first.
+// windows.h comes first.
+// clang-format off
 #include <windows.h>
 #include <cfgmgr32.h>
 #include <ntddpar.h>
@@ -74,4 +76,5 @@
 
 // What the headers lack. The monitor interface, in the form of their own GUID definitions: declared here,
 // defined where INITGUID is.
-DEFINE_GUID(GUID_DEVINTERFACE_MONITOR, 0xe6f07b5f, 0xee97, 0x4a90, 0xb0, 0x76, 0x33, 0xf5, 0x7b, 0xf4, 0xea, 0xa7);
+DEFINE_GUID(GUID_DEVINTERFACE_MONITOR, 0xe6f07b5f, 0xee97, 0x4a90, 0xb0, 0x76, 0x33, 0xf5, 0x7b, 0xf4, 0xea,
+            0xa7);

@@ -72,13 +72,14 @@ public:
 
     ULONG STDMETHODCALLTYPE AddRef() override {
         Call call(m_interface.addReference);
-        if (!isUsable(call)) return call.returns(ULONG{0});
+        if (!isAlive(call)) return call.returns(ULONG{0});
+        isUsable(call);
         return call.returns(++m_references);
     }
 
     ULONG STDMETHODCALLTYPE Release() override {
         Call call(m_interface.release);
-        // Even without COM: the reference is gone all the same, and reported once.
+        // Without COM the reference is gone all the same.
         if (!isAlive(call)) return call.returns(ULONG{0});
         isUsable(call);
         if (--m_references != 0) return call.returns(m_references);

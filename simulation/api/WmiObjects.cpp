@@ -142,7 +142,13 @@ WmiObjectData dataOfParameters(const Text& nameSpace, const std::vector<WmiPrope
 
 WmiObjectData dataOfEmbedded(const Text& nameSpace, const WmiInstance& instance) {
     const WmiNamespaceModel* const model = wmiNamespace(nameSpace);
-    return dataOfInstance(nameSpace, model != nullptr ? *model : WmiNamespaceModel(), instance);
+    WmiObjectData data = dataOfInstance(nameSpace, model != nullptr ? *model : WmiNamespaceModel(), instance);
+    // An embedded object without a key cannot be asked for, so it has no path; what comes from its class
+    // alone would be the path of a singleton.
+    const bool keyed = std::any_of(data.properties.begin(), data.properties.end(),
+                                   [](const auto& property) { return property.key; });
+    if (!keyed) data.path.reset();
+    return data;
 }
 
 WmiInstance instanceOf(const WmiObjectData& data) {

@@ -40,12 +40,12 @@
 #ifdef TARGET_HOST
 #define SIMULATED_PLAIN SIMULATED
 #else
-#define SIMULATED_PLAIN(result, convention, name, parameters)               \
-    extern "C" {                                                            \
-    result convention simulated_##name parameters;                          \
-    decltype(&simulated_##name) __imp_##name = &simulated_##name;           \
-    }                                                                       \
-    __asm__(".globl " #name "\n.set " #name ", simulated_" #name);          \
+#define SIMULATED_PLAIN(result, convention, name, parameters)      \
+    extern "C" {                                                   \
+    result convention simulated_##name parameters;                 \
+    decltype(&simulated_##name) __imp_##name = &simulated_##name;  \
+    }                                                              \
+    __asm__(".globl " #name "\n.set " #name ", simulated_" #name); \
     extern "C" result convention simulated_##name parameters
 #endif
 

@@ -45,8 +45,7 @@ Ledger& ledger() {
 
 HANDLE Ledger::open(Resource resource, const char* function) {
     // High enough to be nobody's address or system handle; a multiple of four, as handles are.
-    const auto handle =
-        reinterpret_cast<HANDLE>(HandleMark << 48 | static_cast<ULONG_PTR>(4 * m_next++));
+    const auto handle = reinterpret_cast<HANDLE>(HandleMark << 48 | static_cast<ULONG_PTR>(4 * m_next++));
     m_open[handle] = {resource, function};
     return handle;
 }

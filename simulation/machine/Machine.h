@@ -95,7 +95,7 @@ struct SetupClass {
 
 struct File {
     DWORD attributes = FILE_ATTRIBUTE_NORMAL;
-    std::optional<ULONGLONG> version;    ///< four 16-bit parts; none: no version resource
+    std::optional<ULONGLONG> version;   ///< four 16-bit parts; none: no version resource
     std::optional<Bytes> versionBlock;  ///< instead of a well-formed resource: these bytes
     bool image = false;                 ///< a DLL that LoadLibraryW loads
     std::map<std::string, void*> symbols;

@@ -130,7 +130,8 @@ private:
             if (each.isObject()) each.allowOnly({"declare", "value"});
             const JsonPlace declared = each.isObject() ? each.required("declare", "a declaration") : each;
             WmiProperty property = parseDeclaration(declared);
-            if (find(properties, property.name) != nullptr) declared.fail("a name that is not declared above");
+            if (find(properties, property.name) != nullptr)
+                declared.fail("a name that is not declared above");
             const auto initial = each.isObject() ? each.member("value") : std::nullopt;
             if (initial) property.initial = readValue(*initial, property.type);
             properties.push_back(std::move(property));

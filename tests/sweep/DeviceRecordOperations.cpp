@@ -38,7 +38,8 @@ Result registryString(libSysmira::RegKeyType key, const char* name) {
     return {success, plain(value)};
 }
 
-// A value of another type is a failure, too, but the bytes are handed over: so a deceiving registry may leave some.
+// A value of another type is a failure, too, but the bytes are handed over: so a deceiving registry may leave
+// some.
 Check bytesOfAnotherType() {
     return [cleared = clearedOnFailure()](const Result& result, const Result& clean, Failure failure) {
         return failure == Failure::Deception ? std::string() : cleared(result, clean, failure);

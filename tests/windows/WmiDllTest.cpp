@@ -92,7 +92,8 @@ TEST_F(WmiDll, AMethodIsCalledWithParameters) {
     ASSERT_TRUE(wmi.query("select * from StdRegProv", result));
     ASSERT_TRUE(result.next(object, Infinite));
     ASSERT_TRUE(object.getMethodInputParams("EnumKey", in));
-    // Wine's Put knows no VT_UI4, which is what the library writes; and texts go in through the object itself.
+    // Wine's Put knows no VT_UI4, which is what the library writes; and texts go in through the object
+    // itself.
     VARIANT root;
     VariantInit(&root);
     root.vt = VT_I4;
