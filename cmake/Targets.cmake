@@ -112,10 +112,11 @@ function(sysmira_fuzz_target name source)
     endif()
 endfunction()
 
-# sysmira_benchmark(NAME SOURCE [LINK ...]): a Google Benchmark program over the libraries and the simulation.
-function(sysmira_benchmark name source)
-    cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "LINK")
-    add_executable(${name} ${source})
+# sysmira_benchmark(NAME SOURCES ... [LINK ...]): a Google Benchmark program over the libraries and the
+# simulation.
+function(sysmira_benchmark name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE sysmira_settings sysmira_simulated ${arg_LINK} benchmark::benchmark
         benchmark::benchmark_main)
 endfunction()

@@ -26,8 +26,12 @@ std::size_t lengthOf(const Char16* text) noexcept {
 }
 
 // Lengths are 32-bit numbers, of which the last one means "not found".
+void checkLength(std::size_t length) {
+    if (length >= NotFound) throw std::length_error("a text of more than 4,294,967,294 units");
+}
+
 void makeRoom(Units& units, std::size_t more) {
-    if (more >= NotFound - units.size()) throw std::length_error("a text of more than 4,294,967,294 units");
+    checkLength(units.size() + more);
     const std::size_t needed = units.size() + more;
     if (needed > units.capacity()) units.reserve(std::max(needed, units.capacity() * 2));
 }
@@ -145,7 +149,7 @@ String::String(const char* text) { appendWidened(m_text, text); }
 
 String::String(const Char16* text) { appendUnits(m_text, text, lengthOf(text)); }
 
-String::String(const Char16* text, unsigned int length) { appendUnits(m_text, text, length); }
+String::String(const Char16* text, unsigned int length) { assign(text, length); }
 
 String& String::operator=(const char* text) { return assign(text); }
 
@@ -183,7 +187,12 @@ String& String::assign(const char* text) { return *this = String(text); }
 
 String& String::assign(const Char16* text) { return *this = String(text); }
 
-String& String::assign(const Char16* text, unsigned int length) { return *this = String(text, length); }
+String& String::assign(const Char16* text, unsigned int length) {
+    if (text == nullptr) length = 0;
+    if (length > m_text.capacity()) checkLength(length);
+    m_text.assign(length == 0 ? m_text.data() : text, length);
+    return *this;
+}
 
 String& String::append(const String& text) {
     appendUnits(m_text, text.m_text.data(), text.m_text.size());

@@ -1,4 +1,4 @@
-# The suites of ./test and how they are counted; read by it with $here, $host, $windows and $results set.
+# The suites of ./test and how they are counted; read by it with $here, $host, $threads, $windows and $results set.
 
 replays="MultiString Location RegistryValue MachineFile Wql"
 
@@ -15,6 +15,8 @@ on_linux() {
     check "sysmira prints the bundled PC as JSON" prints_json
     check "sysmira refuses what it does not know" refuses
     check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
+    echo "Linux, with ThreadSanitizer:"
+    suite threads "$threads/threads"
 }
 
 on_windows() {

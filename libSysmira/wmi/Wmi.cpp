@@ -1,5 +1,7 @@
 #include "libSysmira/wmi/Wmi.h"
 
+#include <utility>
+
 #include "support/AssertionFailure.h"
 #include "support/ClassLogger.h"
 #include "support/SprintfFormat.h"
@@ -55,12 +57,12 @@ private:
 
 bool hasText(const Variant& value) { return value->vt == VT_BSTR && value->bstrVal != nullptr; }
 
-// Up to the first NUL: some systems count more units than the text has.
-zor::String textOf(BSTR text) {
+// The length of a text that COM gave out, up to its first NUL: some systems count more units than there are.
+UINT lengthOf(BSTR text) {
     const UINT allocated = SysStringLen(text);
     UINT length = 0;
     while (length < allocated && text[length] != 0) ++length;
-    return {text, length};
+    return length;
 }
 
 // The array of a property that is declared as bytes; null when it is no such array.
@@ -164,8 +166,8 @@ WmiQueryResult::~WmiQueryResult() = default;
 void WmiQueryResult::set(ComPointer<IEnumWbemClassObject> pEnumObject, ComPointer<IWbemServices> pServices) {
     WMI_ASSERT(pEnumObject.isValid());
     WMI_ASSERT(pServices.isValid());
-    m_pQueryResult = pEnumObject;
-    m_pServices = pServices;
+    m_pQueryResult = std::move(pEnumObject);
+    m_pServices = std::move(pServices);
 }
 
 bool WmiQueryResult::next(WmiObject& object, DWORD timeoutMs) const {
@@ -198,8 +200,8 @@ WmiCallResult& WmiCallResult::operator=(WmiCallResult&&) noexcept = default;
 WmiCallResult::~WmiCallResult() = default;
 
 void WmiCallResult::set(ComPointer<IWbemCallResult> pCallResult, ComPointer<IWbemServices> pServices) {
-    m_pCallResult = pCallResult;
-    m_pServices = pServices;
+    m_pCallResult = std::move(pCallResult);
+    m_pServices = std::move(pServices);
 }
 
 WmiCallResult::CallResult WmiCallResult::getCallResult(WmiObject& outParams, DWORD timeoutMs) const {
@@ -228,8 +230,8 @@ WmiObject& WmiObject::operator=(const WmiObject& other) {
 void WmiObject::set(ComPointer<IWbemClassObject> pObject, ComPointer<IWbemServices> pServices) {
     WMI_ASSERT(pObject.isValid());
     WMI_ASSERT(pServices.isValid());
-    m_pObject = pObject;
-    m_pServices = pServices;
+    m_pObject = std::move(pObject);
+    m_pServices = std::move(pServices);
 }
 
 // Fills `value` with a property that is of the required type and neither null nor empty.
@@ -278,7 +280,8 @@ bool WmiObject::getProperty(const zor::String& name, unsigned int& value) const 
 bool WmiObject::getProperty(const zor::String& name, unsigned long long& value) const {
     Variant variant;
     if (!read(name, CIM_UINT64, variant.get()) || !hasText(variant)) return false;
-    return textOf(variant->bstrVal).toUint64(value, 0) == zor::String::ParseSuccess;
+    return zor::String(variant->bstrVal, lengthOf(variant->bstrVal)).toUint64(value, 0) ==
+           zor::String::ParseSuccess;
 }
 
 bool WmiObject::getProperty(const zor::String& name, float& value) const {
@@ -302,7 +305,7 @@ bool WmiObject::getProperty(const zor::String& name, zor::String& value) const {
 bool WmiObject::readText(const zor::String& name, zor::String& value) const {
     Variant variant;
     if (!read(name, CIM_STRING, variant.get()) || !hasText(variant)) return false;
-    value = textOf(variant->bstrVal);
+    value.assign(variant->bstrVal, lengthOf(variant->bstrVal));
     return true;
 }
 
@@ -453,7 +456,7 @@ zor::String WmiObject::toString() {
         ~Freed() { SysFreeString(text); }
     } const freed{text};
     if (hr != WBEM_S_NO_ERROR || text == nullptr) return {};
-    return textOf(text);
+    return {text, lengthOf(text)};
 }
 
 }  // namespace libSysmira

@@ -53,7 +53,11 @@ VARIANT distort(const Call& call, VARIANT value) {
     if (call.distorted(Distortion::WrongType)) {
         const bool toText = value.vt != VT_BSTR;
         replace(toText ? VT_BSTR : VT_I4);
-        if (toText) value.bstrVal = newBstr(u"of another type", call.name());
+        if (toText) {
+            value.bstrVal = newBstr(u"of another type", call.name());
+        } else {
+            value.lVal = 1200;  // no pointer to follow
+        }
     }
     if (call.distorted(Distortion::NullContent) &&
         (isArray || value.vt == VT_BSTR || value.vt == VT_UNKNOWN)) {

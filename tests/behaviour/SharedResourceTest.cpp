@@ -1,7 +1,5 @@
 #include "support/SharedResource.h"
 
-#include <thread>
-
 #include "support/DescriptorStorage.h"
 #include "support/FileHandleResManager.h"
 #include "support/PointerStorage.h"
@@ -21,10 +19,7 @@ struct Recorder {
 };
 
 struct Counted {
-    Counted() { ++alive; }
-    ~Counted() { --alive; }
     int value = 5;
-    static inline std::atomic<int> alive{0};
 };
 
 template <class Counting>
@@ -67,26 +62,6 @@ TYPED_TEST(SharedResource, KeepsTheLastErrorWhileItCloses) {
     { const typename TestFixture::Holder holder(3); }
     EXPECT_EQ(zor::System::getSystemError(), static_cast<zor::Uint32>(ERROR_ACCESS_DENIED));
     EXPECT_EQ(Recorder::destroyed.size(), 1u);
-}
-
-TEST(SharedObject, IsDeletedByTheLastOfManyThreads) {
-    using Holder = zor::SharedResource<zor::PointerStorage<Counted, 0, 3>, 1>;
-    for (int round = 0; round < 20; ++round) {
-        std::vector<std::thread> threads;
-        {
-            const Holder shared(new Counted);
-            for (int i = 0; i < 4; ++i) {
-                threads.emplace_back([holder = shared] {
-                    for (int copies = 0; copies < 500; ++copies) {
-                        const Holder copy(holder);
-                        ASSERT_EQ(copy->value, 5);
-                    }
-                });
-            }
-        }
-        for (std::thread& thread : threads) thread.join();
-        ASSERT_EQ(Counted::alive, 0);
-    }
 }
 
 class EmptyHolder : public SimulatedPc {};

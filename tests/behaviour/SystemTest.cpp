@@ -1,8 +1,6 @@
 // The services of the operating system: messages, environment, paths, file versions, libraries, locks.
 #include "support/System.h"
 
-#include <thread>
-
 #include "support/DynamicLibrary.h"
 #include "support/FileSystem.h"
 #include "support/RaisedException.h"
@@ -131,33 +129,6 @@ TEST_F(Libraries, AreLoadedOnRequestAndGivenBack) {
     zor::DynamicLibrary missing("C:\\Windows\\system32\\missing.dll");
     EXPECT_FALSE(missing.load());
     EXPECT_EQ(System::getSystemError(), static_cast<zor::Uint32>(ERROR_MOD_NOT_FOUND));
-}
-
-TEST(Lock, LetsOneThreadInMoreThanOnceAndOthersWait) {
-    zor::mutex lock;
-    EXPECT_THROW(lock.lock(), zor::RaisedException);
-    lock.init();
-    EXPECT_THROW(lock.init(), zor::RaisedException);
-    int inside = 0;
-    bool alone = true;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int turn = 0; turn < 500; ++turn) {
-                lock.lock();
-                lock.lock();
-                alone = alone && ++inside == 1;
-                --inside;
-                lock.unlock();
-                lock.unlock();
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_TRUE(alone);
-    lock.destroy();
-    EXPECT_THROW(lock.unlock(), zor::RaisedException);
-    lock.init();  // and destroyed with the object
 }
 
 }  // namespace

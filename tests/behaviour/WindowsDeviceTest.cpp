@@ -1,7 +1,5 @@
 #include "libSysmira/enumeration/WindowsDevice.h"
 
-#include <thread>
-
 #include "libSysmira/enumeration/ConfigManager.h"
 #include "libSysmira/enumeration/DriverPackage.h"
 #include "tests/behaviour/SimulatedPc.h"
@@ -597,27 +595,6 @@ TEST_F(DeviceRecord, PrefersTheFriendlyNameForDisplayAsItsNodeDoes) {
     expect("description");
     node.text(SPDRP_FRIENDLYNAME, u"friendly");
     expect("friendly");
-}
-
-TEST_F(DeviceRecord, SharesItsListWithCopiesOnAnyThread) {
-    addDisk();
-    std::vector<std::thread> threads;
-    {
-        const WindowsDevice device(diskId);
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([device] {
-                WindowsDevice other;
-                for (int j = 0; j < 5000; ++j) {
-                    WindowsDevice copy(device);
-                    other = copy;
-                    WindowsDevice moved(std::move(copy));
-                    if (!moved.isValid() || copy.isValid()) ADD_FAILURE() << "a move takes the share over";
-                }
-            });
-        }
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(calls("SetupDiDestroyDeviceInfoList"), 1u) << "by the last of them";
 }
 
 TEST_F(DeviceRecord, SharesItsDriverPackageWithLaterCopies) {

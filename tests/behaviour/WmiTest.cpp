@@ -1,9 +1,7 @@
 #include "libSysmira/wmi/Wmi.h"
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
-#include <thread>
 #include <utility>
 
 #include "simulation/api/ComApartments.h"
@@ -710,41 +708,6 @@ TEST_F(WmiMethods, SuccessWithNothingEndsInAnAssertionOrAFailure) {
     clearFaults();
     distort("IWbemClassObject::SpawnInstance", Distortion::NullResult);
     expectAssertion([&] { fan.getMethodInputParams("Measure", in); }, "pObject.isValid()");
-}
-
-// Threads
-
-using WmiThreads = Wmi;
-
-TEST_F(WmiThreads, TwoClientsWorkAtOnce) {
-    zor::LogFactory::setPriority(4);
-    std::atomic<unsigned> fans{0};
-    const auto work = [&] {
-        for (int i = 0; i < 50; ++i) {
-            WmiNamespace wmi;
-            WmiQueryResult result;
-            WmiObject fan, out;
-            if (!wmi.connect("root\\cimv2") || !wmi.query(Fans, result)) continue;
-            while (result.next(fan, Infinite)) {
-                if (fan.execMethod("Stop", out)) ++fans;
-            }
-            if (getLastWmiResult() != WBEM_S_FALSE) fans += 1000;
-        }
-        if (simulation::comBalance() != 0) fans += 1000;
-    };
-    std::thread one(work), other(work);
-    one.join();
-    other.join();
-    EXPECT_EQ(fans, 200u);
-    EXPECT_EQ(simulation::comBalanceOfAllThreads(), 0u);
-}
-
-TEST_F(WmiThreads, AnObjectServesAnyThreadOfTheApartment) {
-    const WmiObject fan = first(Fans);
-    unsigned int rpm = 0;
-    std::thread([&] { EXPECT_TRUE(fan.getProperty("Rpm", rpm)); }).join();
-    EXPECT_EQ(rpm, 1200u);
-    EXPECT_EQ(calls("CoInitializeEx"), calls("CoUninitialize") + 1);
 }
 
 }  // namespace

@@ -182,12 +182,14 @@ private:
         WmiRequest& wmi = m_request.wmi;
         m_wmi =
             addSubcommand("wmi", "Objects, notifications and methods of Windows Management Instrumentation");
-        m_wmi->add_option("NAMESPACE", wmi.namespacePath, "The namespace, e.g. root/cimv2");
-        m_wmi->add_option("WQL", wmi.query, "The query, e.g. \"select * from Win32_DiskDrive\"");
+        m_wmi->add_option("NAMESPACE", wmi.namespacePath, "The namespace, e.g. root/cimv2")->type_name("");
+        m_wmi->add_option("WQL", wmi.query, "The query, e.g. \"select * from Win32_DiskDrive\"")
+            ->type_name("");
         m_wmi
             ->add_option("NAME=VALUE", wmi.parameters,
                          "With --call: an input parameter of the method; arrays as [1, 2], no value as null")
-            ->expected(0, -1);
+            ->expected(0, -1)
+            ->type_name("");
         m_wmi
             ->add_flag(
                 "--events", wmi.events,
