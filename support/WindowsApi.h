@@ -78,3 +78,20 @@
 // defined where INITGUID is.
 DEFINE_GUID(GUID_DEVINTERFACE_MONITOR, 0xe6f07b5f, 0xee97, 0x4a90, 0xb0, 0x76, 0x33, 0xf5, 0x7b, 0xf4, 0xea,
             0xa7);
+
+// The attributes of a disk: whether Windows keeps it offline or treats it as read-only.
+#ifndef IOCTL_DISK_GET_DISK_ATTRIBUTES
+#define IOCTL_DISK_GET_DISK_ATTRIBUTES CTL_CODE(IOCTL_DISK_BASE, 0x003C, METHOD_BUFFERED, FILE_ANY_ACCESS)
+#define DISK_ATTRIBUTE_OFFLINE 0x0000000000000001ull
+#define DISK_ATTRIBUTE_READ_ONLY 0x0000000000000002ull
+typedef struct _GET_DISK_ATTRIBUTES {
+    DWORD Version;  // the size of this structure
+    DWORD Reserved1;
+    DWORDLONG Attributes;
+} GET_DISK_ATTRIBUTES;
+#endif
+
+// A file-system flag of GetVolumeInformationW.
+#ifndef FILE_DAX_VOLUME
+#define FILE_DAX_VOLUME 0x20000000
+#endif

@@ -1,6 +1,6 @@
 # The suites of ./test and how they are counted; read by it with $here, $host, $threads, $windows and $results set.
 
-replays="MultiString Location RegistryValue MachineFile Wql"
+replays="MultiString Location RegistryValue MachineFile Wql Storage"
 
 on_linux() {
     export ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1
@@ -14,6 +14,7 @@ on_linux() {
     check "sysmira prints the bundled PC as text" prints_devices
     check "sysmira prints the bundled PC as JSON" prints_json
     check "sysmira refuses what it does not know" refuses
+    check "the example prepare-drive keeps off what it must not touch, and unlocks" prepares_a_drive
     check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
     echo "Linux, with ThreadSanitizer:"
     suite threads "$threads/threads"
@@ -146,6 +147,11 @@ refuses() {
     expect 2 "$host/sysmira" no-such-subcommand && has "$err" no-such-subcommand && [ -z "$out" ] &&
         expect 1 "$host/sysmira" device 'NO\SUCH\DEVICE' && has "$err" 'NO\\SUCH\\DEVICE' && [ -z "$out" ] &&
         expect 1 "$host/sysmira" --machine no-such-file.json tree && has "$err" no-such-file.json && [ -z "$out" ]
+}
+
+prepares_a_drive() {
+    expect 0 "$host/prepare-drive" && has "$out" 'Windows or this program runs from it' &&
+        has "$out" 'sector 2048: in use' && has "$out" 'unlocked' && has "$out" 'hands off' && [ -z "$err" ]
 }
 
 archives_stand_alone() {

@@ -1,18 +1,15 @@
-// Files of the simulated PC: opened, asked for attributes, closed. Handles of others go on to the system.
+// Files, drives and volumes of the simulated PC: opened and closed; files asked for attributes. Handles of
+// others go on to the system.
 #include <algorithm>
+#include <utility>
 
+#include "simulation/api/OpenFiles.h"
 #include "simulation/api/RealFunction.h"
 #include "simulation/control/Call.h"
-#include "simulation/control/HandleTable.h"
-#include "simulation/machine/Machine.h"
 
 namespace simulation {
 
 namespace {
-
-struct OpenedFile {
-    Text path;
-};
 
 // Both separators are one to Windows.
 Text nameOf(LPCWSTR path) {
@@ -36,13 +33,44 @@ DWORD missing(const Text& path) {
     return end == Text::npos || isFolder(path.substr(0, end)) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
 }
 
+// Drives and volumes stand in the device name space; a backslash behind one names its root folder.
+bool isDeviceName(const Text& name) {
+    return name.compare(0, 4, u"\\\\.\\") == 0 || name.compare(0, 4, u"\\\\?\\") == 0;
+}
+
+// A root folder opens for those alone who say that they mean it, and is no volume to ask requests of.
+DWORD openRoot(const Volume* volume, DWORD flags) {
+    if (volume == nullptr || (flags & FILE_FLAG_BACKUP_SEMANTICS) == 0) return ERROR_PATH_NOT_FOUND;
+    return volume->ready ? ERROR_SUCCESS : ERROR_NOT_READY;
+}
+
+DWORD openDevice(const Text& name, DWORD access, DWORD disposition, DWORD flags, OpenedFile& opened) {
+    opened.disk = machine().storage.disk(name);
+    opened.volume = opened.disk == nullptr ? machine().storage.volume(name) : nullptr;
+    if (opened.disk == nullptr && opened.volume == nullptr) return ERROR_FILE_NOT_FOUND;
+    if (name.back() == u'\\') return openRoot(std::exchange(opened.volume, nullptr), flags);
+    if (disposition != OPEN_EXISTING) return ERROR_INVALID_PARAMETER;
+    if (opened.disk != nullptr) return opened.disk->openError;
+    if (opened.volume->openError != 0) return opened.volume->openError;
+    // Who asks for attributes alone does not meet the file system, nor the lock that it keeps.
+    constexpr DWORD dataAccess = GENERIC_READ | GENERIC_WRITE | FILE_READ_DATA | FILE_WRITE_DATA;
+    const bool locked = opened.volume->lockedBy != nullptr || opened.volume->lockedByOthers;
+    return locked && (access & dataAccess) != 0 ? ERROR_ACCESS_DENIED : 0;
+}
+
+}  // namespace
+
 HandleTable<OpenedFile>& openFiles() {
     static HandleTable<OpenedFile> theFiles(Resource::File);
     static const AtReset atReset([] { theFiles.clear(); });
     return theFiles;
 }
 
-}  // namespace
+void unlockVolume(HANDLE handle, Volume& volume, const char* function) {
+    if (volume.lockedBy != handle) return;
+    volume.lockedBy = nullptr;
+    ledger().close(Resource::VolumeLock, &volume, function);
+}
 
 }  // namespace simulation
 
@@ -61,12 +89,19 @@ SIMULATED(HANDLE, WINAPI, CreateFileW,
     if (path == nullptr || *path == 0) return call.fails<HANDLE>(ERROR_PATH_NOT_FOUND);
     // Files of this PC are there or not; none is made by opening it.
     const Text name = nameOf(path);
+    OpenedFile opened{name, access, nullptr, nullptr};
+    if (isDeviceName(name)) {
+        if (const DWORD error = openDevice(name, access, disposition, flags, opened); error != 0)
+            return call.fails<HANDLE>(error);
+        if (call.distorted(Distortion::NullResult)) return call.returns<HANDLE>(nullptr);
+        return call.returns<HANDLE>(openFiles().add(std::make_unique<OpenedFile>(opened), call.name()));
+    }
     if (disposition != OPEN_EXISTING) return call.fails<HANDLE>(ERROR_ACCESS_DENIED);
     if (machine().files.count(name) == 0) {
         return call.fails<HANDLE>(isFolder(name) ? ERROR_ACCESS_DENIED : missing(name));
     }
     if (call.distorted(Distortion::NullResult)) return call.returns<HANDLE>(nullptr);
-    return call.returns<HANDLE>(openFiles().add(std::make_unique<OpenedFile>(OpenedFile{name}), call.name()));
+    return call.returns<HANDLE>(openFiles().add(std::make_unique<OpenedFile>(opened), call.name()));
 }
 
 SIMULATED(BOOL, WINAPI, CloseHandle, (HANDLE handle)) {
@@ -75,6 +110,11 @@ SIMULATED(BOOL, WINAPI, CloseHandle, (HANDLE handle)) {
     // The run-time library closes its handles here, too: those are nobody's business but the system's.
     if (real != nullptr && !Ledger::wasGivenOut(handle)) return real(handle);
     Call call(function, handle);
+    // A lock lasts as long as its handle.
+    if (openFiles().holds(handle)) {
+        OpenedFile& opened = *openFiles().find(handle, call.name());
+        if (opened.volume != nullptr) unlockVolume(handle, *opened.volume, call.name());
+    }
     // A file whose closing is made to fail is gone all the same: nobody closes twice.
     const bool closed = openFiles().close(handle, call.name());
     if (const auto fault = call.fault<BOOL>()) return *fault;
@@ -93,4 +133,19 @@ SIMULATED(DWORD, WINAPI, GetFileAttributesW, (LPCWSTR path)) {
     if (found != machine().files.end()) return call.returns<DWORD>(found->second.attributes);
     if (isFolder(name)) return call.returns<DWORD>(FILE_ATTRIBUTE_DIRECTORY);
     return call.fails<DWORD>(missing(name));
+}
+
+SIMULATED(BOOL, WINAPI, FlushFileBuffers, (HANDLE handle)) {
+    static const Function function{
+        "FlushFileBuffers", Fails::WithZero, {ERROR_ACCESS_DENIED, ERROR_WRITE_PROTECT, ERROR_IO_DEVICE}};
+    static const auto real = realFunction<BOOL WINAPI(HANDLE)>(L"kernel32.dll", "FlushFileBuffers");
+    if (real != nullptr && handle != INVALID_HANDLE_VALUE && !Ledger::wasGivenOut(handle))
+        return real(handle);
+    Call call(function, handle);
+    if (const auto fault = call.fault<BOOL>()) return *fault;
+    const OpenedFile* const opened = openFiles().find(handle, call.name());
+    if (opened == nullptr) return call.fails<BOOL>(ERROR_INVALID_HANDLE);
+    if ((opened->access & (GENERIC_WRITE | FILE_WRITE_DATA)) == 0)
+        return call.fails<BOOL>(ERROR_ACCESS_DENIED);
+    return call.returns<BOOL>(TRUE);
 }

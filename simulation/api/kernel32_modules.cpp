@@ -109,3 +109,24 @@ SIMULATED(FARPROC, WINAPI, GetProcAddress, (HMODULE module, LPCSTR name)) {
     if (found == file->second.symbols.end()) return call.fails<FARPROC>(ERROR_PROC_NOT_FOUND);
     return call.returns(reinterpret_cast<FARPROC>(found->second));
 }
+
+// Of the program alone. What does not fit is cut short, and ends with a terminator all the same.
+SIMULATED(DWORD, WINAPI, GetModuleFileNameW, (HMODULE module, LPWSTR buffer, DWORD units)) {
+    static const Function function{"GetModuleFileNameW",
+                                   Fails::WithZero,
+                                   {ERROR_INVALID_HANDLE, ERROR_NOT_ENOUGH_MEMORY},
+                                   Distortion::NothingWritten | Distortion::NoTerminator};
+    static const auto real =
+        realFunction<DWORD WINAPI(HMODULE, LPWSTR, DWORD)>(L"kernel32.dll", "GetModuleFileNameW");
+    if (real != nullptr && module != nullptr) return real(module, buffer, units);
+    Call call(function, module, units);
+    if (const auto fault = call.fault<DWORD>()) return *fault;
+    if (module != nullptr || buffer == nullptr || units == 0) return call.fails<DWORD>(ERROR_MOD_NOT_FOUND);
+    Text path = machine().programPath;
+    const bool fits = path.size() < units;
+    if (!fits) path.resize(units - 1);
+    copyOut(call, path.c_str(), (path.size() + 1) * sizeof(WCHAR), buffer, size_t{units} * sizeof(WCHAR),
+            nullptr);
+    if (!fits) SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return call.returns<DWORD>(fits ? static_cast<DWORD>(path.size()) : units);
+}

@@ -1,4 +1,4 @@
-// Environment, debugger output and sleep of the simulated PC.
+// Environment, system folder, debugger output and sleep of the simulated PC.
 #include "simulation/api/DebuggerOutput.h"
 #include "simulation/control/Call.h"
 #include "simulation/control/Clock.h"
@@ -85,4 +85,14 @@ SIMULATED(void, WINAPI, Sleep, (DWORD milliseconds)) {
     static const Function function{"Sleep", Fails::WithZero, {ERROR_SUCCESS}};
     const Call call(function, milliseconds);
     passMilliseconds(milliseconds);
+}
+
+SIMULATED(UINT, WINAPI, GetSystemDirectoryW, (LPWSTR buffer, UINT units)) {
+    static const Function function{"GetSystemDirectoryW",
+                                   Fails::WithZero,
+                                   {ERROR_NOT_ENOUGH_MEMORY, ERROR_ACCESS_DENIED},
+                                   Distortion::NothingWritten | Distortion::SizeTooLarge};
+    Call call(function, units);
+    if (const auto fault = call.fault<UINT>()) return *fault;
+    return copyUnits(call, machine().systemDirectory, buffer, units, /*countTerminator=*/false);
 }

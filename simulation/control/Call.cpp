@@ -43,7 +43,7 @@ void reset() {
 unsigned Control::calls(std::string_view function) const {
     return static_cast<unsigned>(
         std::count_if(m_journal.begin(), m_journal.end(),
-                      [&](const JournalEntry& entry) { return entry.function->name == function; }));
+                      [&](const JournalEntry& entry) { return entry.function->isCalled(function); }));
 }
 
 std::vector<std::string> Control::names() const {
@@ -76,7 +76,7 @@ void Call::begin() {
     m_entry = theControl.m_journal.size();
     theControl.m_journal.push_back({&m_function, {}, {}});
     for (Fault& fault : theControl.m_faults) {
-        if (!fault.function.empty() && fault.function != m_function.name) continue;
+        if (!fault.function.empty() && !m_function.isCalled(fault.function)) continue;
         ++fault.seen;
         if (fault.seen != fault.nth && !(fault.onwards && fault.seen > fault.nth)) continue;
         theControl.m_given = true;

@@ -69,11 +69,12 @@ enum class Distortion : unsigned {
     NoTerminator = 16,   ///< the text fills its space to the last unit
     NullResult = 32,     ///< success with a null pointer or handle
     // Of properties: the VARIANT is not what the CIM type announces.
-    WrongType = 64,       ///< another VARIANT type
-    EmptyValue = 128,     ///< VT_EMPTY
-    NullContent = 256,    ///< a text, array or object whose pointer is null
-    TwoDimensions = 512,  ///< an array of two dimensions
-    WideElements = 1024,  ///< an array whose elements take four bytes each
+    WrongType = 64,        ///< another VARIANT type
+    EmptyValue = 128,      ///< VT_EMPTY
+    NullContent = 256,     ///< a text, array or object whose pointer is null
+    TwoDimensions = 512,   ///< an array of two dimensions
+    WideElements = 1024,   ///< an array whose elements take four bytes each
+    CountTooLarge = 2048,  ///< a count inside the answer is beyond what came with it
 };
 constexpr unsigned operator|(Distortion one, Distortion other) {
     return static_cast<unsigned>(one) | static_cast<unsigned>(other);
@@ -87,6 +88,13 @@ struct Function {
     Fails fails;
     std::vector<long long> codes;
     unsigned distortions = 0;
+    /// The Windows function of which this is one request ("DeviceIoControl"), or null. Faults and counts may
+    /// name either.
+    const char* family = nullptr;
+
+    bool isCalled(std::string_view other) const {
+        return other == name || (family != nullptr && other == family);
+    }
 };
 
 struct JournalEntry {

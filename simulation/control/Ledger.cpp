@@ -16,6 +16,10 @@ const char* toString(Resource resource) {
             return "module";
         case Resource::File:
             return "file";
+        case Resource::VolumeSearch:
+            return "search for volumes";
+        case Resource::VolumeLock:
+            return "volume lock";
         case Resource::LocalAllocation:
             return "local allocation";
         case Resource::ComInitialization:

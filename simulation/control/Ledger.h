@@ -15,6 +15,8 @@ enum class Resource {
     RegistryKey,
     Module,
     File,
+    VolumeSearch,
+    VolumeLock,
     LocalAllocation,
     ComInitialization,  ///< one for each successful CoInitializeEx
     WmiLocator,

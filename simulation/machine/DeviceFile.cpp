@@ -51,7 +51,7 @@ bool isFourDigits(std::u16string_view text) {
 Text interfacePath(const Text& instanceId, const GUID& interfaceClass) {
     Text id = instanceId;
     for (char16_t& unit : id) {
-        if (unit == u'\\') unit = u'#';
+        if (unit == u'\\' || unit == u'/') unit = u'#';
         if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit + 0x20);
     }
     return u"\\\\?\\" + id + u"#" + fromUtf8(toString(interfaceClass));

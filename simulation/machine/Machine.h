@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "simulation/control/Text.h"
+#include "simulation/machine/Storage.h"
 #include "simulation/machine/Wmi.h"
 #include "support/WindowsApi.h"
 
@@ -108,6 +109,9 @@ public:
     std::map<Text, RegistryKey, LessNoCase> registry;  ///< by root: u"HKEY_LOCAL_MACHINE" …
     std::map<Text, File, LessNoCase> files;            ///< by full path
     std::map<Text, Text, LessNoCase> environment;
+    Text systemDirectory = u"C:\\Windows\\system32";
+    Text programPath = u"C:\\Program Files\\Sysmira\\sysmira.exe";  ///< of the process that asks
+    Storage storage;
     WmiNamespaces wmi;  ///< by path: u"root\\cimv2"; look-up takes slashes either way
     /// An error of CM_Get_DevNode_* and of the tree's root: what a machine without a device tree answers.
     bool noDeviceTree = false;

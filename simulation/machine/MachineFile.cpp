@@ -4,6 +4,7 @@
 
 #include "simulation/machine/DeviceFile.h"
 #include "simulation/machine/JsonText.h"
+#include "simulation/machine/StorageFile.h"
 #include "simulation/machine/WmiFile.h"
 
 namespace simulation {
@@ -59,8 +60,9 @@ void readFile(const JsonPlace& place, Machine& machine) {
 }
 
 Machine read(const JsonPlace& file) {
-    file.allowOnly(
-        {"name", "setupClasses", "devices", "registry", "files", "environment", "noDeviceTree", "wmi"});
+    file.allowOnly({"name", "setupClasses", "devices", "registry", "files", "environment", "noDeviceTree",
+                    "wmi", "disks", "volumes", "networkDrives", "otherDrives", "systemDirectory",
+                    "programPath"});
     Machine machine;
     if (const auto name = file.member("name")) machine.name = name->text();
     if (const auto truth = file.member("noDeviceTree")) machine.noDeviceTree = truth->truth();
@@ -82,9 +84,17 @@ Machine read(const JsonPlace& file) {
                                      machine.environment[fromUtf8(name)] = value.text();
                                  });
     }
+    if (const auto path = file.member("systemDirectory")) machine.systemDirectory = path->text();
+    if (const auto path = file.member("programPath")) machine.programPath = path->text();
+    if (const auto letters = file.member("networkDrives"))
+        machine.storage.networkLetters = readLetters(*letters);
+    if (const auto letters = file.member("otherDrives")) machine.storage.otherLetters = readLetters(*letters);
     if (const auto wmi = file.member("wmi")) readWmi(*wmi, machine.wmi);
     // Devices find classes and registry in place.
     if (const auto devices = file.member("devices")) readDevices(*devices, machine);
+    // Disks and volumes have the interfaces of devices.
+    if (const auto disks = file.member("disks")) readDisks(*disks, machine);
+    if (const auto volumes = file.member("volumes")) readVolumes(*volumes, machine);
     return machine;
 }
 

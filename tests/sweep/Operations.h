@@ -17,6 +17,7 @@ std::vector<Operation> deviceTreeOperations();
 std::vector<Operation> deviceRecordOperations();
 std::vector<Operation> deviceSetOperations();
 std::vector<Operation> driverPackageOperations();
+std::vector<Operation> storageOperations();
 std::vector<Operation> wmiOperations();
 
 /// A PC with a bus, a controller, a disk with everything a device can have, a hidden volume, an absent, a

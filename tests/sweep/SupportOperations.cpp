@@ -102,8 +102,9 @@ std::vector<Operation> supportOperations() {
 const std::vector<Operation>& operations() {
     static const std::vector<Operation> all = [] {
         std::vector<Operation> table;
-        for (const auto& part : {supportOperations(), deviceTreeOperations(), deviceRecordOperations(),
-                                 deviceSetOperations(), driverPackageOperations(), wmiOperations()}) {
+        for (const auto& part :
+             {supportOperations(), deviceTreeOperations(), deviceRecordOperations(), deviceSetOperations(),
+              driverPackageOperations(), storageOperations(), wmiOperations()}) {
             table.insert(table.end(), part.begin(), part.end());
         }
         return table;

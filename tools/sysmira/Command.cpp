@@ -9,10 +9,12 @@
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/DeviceCommand.h"
 #include "tools/sysmira/DevicesCommand.h"
+#include "tools/sysmira/DrivesCommand.h"
 #include "tools/sysmira/Output.h"
 #include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Target.h"
 #include "tools/sysmira/TreeCommand.h"
+#include "tools/sysmira/VolumesCommand.h"
 #include "tools/sysmira/WmiCommand.h"
 
 namespace sysmira {
@@ -28,6 +30,8 @@ struct Request {
     std::string deviceId;
     std::vector<std::string> enumerators;
     WmiRequest wmi;
+    DrivesRequest drives;
+    SectorRequest sector;
 };
 
 // The library's log lines on stderr, for as long as it lives; without a priority nothing changes.
@@ -111,6 +115,9 @@ public:
         addDevices();
         addDevice();
         addWmi();
+        m_volumes = addSubcommand("volumes", "Every file-system volume, hidden ones too");
+        addDrives();
+        addSector();
     }
 
     // Gives the text of --help or --version when that was asked for. Throws CommandFailure.
@@ -139,6 +146,9 @@ public:
         if (m_tree->parsed()) return runTree(m_request.treeWithHidden, output);
         if (m_device->parsed()) return runDevice(m_request.deviceId, output);
         if (m_wmi->parsed()) return runWmi(m_request.wmi, output);
+        if (m_volumes->parsed()) return runVolumes(output);
+        if (m_drives->parsed()) return runDrives(m_request.drives, output);
+        if (m_sector->parsed()) return runSector(m_request.sector, output);
         runDevices(selections(), output);
     }
 
@@ -207,6 +217,31 @@ private:
             ->check(notEmpty("the name of a method"));
     }
 
+    void addDrives() {
+        DrivesRequest& drives = m_request.drives;
+        m_drives = addSubcommand("drives", "Disks, optical, tape and floppy drives with their volumes");
+        m_drives
+            ->add_option("DRIVE", drives.drive,
+                         "One of them: its number, its name (PhysicalDrive0), its device\n"
+                         "instance ID or its path")
+            ->type_name("");
+        m_drives->add_flag("--map", drives.map, "Draw the drive: its partitions and how full they are")
+            ->disable_flag_override();
+        m_drives
+            ->add_flag("--lock", drives.lock,
+                       "Lock its volumes one by one, as a raw test of the drive would, and unlock them again")
+            ->disable_flag_override();
+    }
+
+    void addSector() {
+        SectorRequest& sector = m_request.sector;
+        m_sector = addSubcommand("sector", "The volume and cluster in which a sector lies, and its use");
+        m_sector->add_option("DRIVE", sector.drive, "The drive, as for \"sysmira drives\"")->type_name("");
+        m_sector->add_option("SECTOR", sector.sectors, "Numbers of sectors, counted from 0")
+            ->expected(0, -1)
+            ->type_name("");
+    }
+
     // In the order of the arguments.
     std::vector<DeviceSelection> selections() const {
         std::vector<DeviceSelection> result;
@@ -249,7 +284,7 @@ private:
             candidates = knownOptions();
         } else if (chosen.empty()) {
             what = "unknown subcommand";
-            candidates = {"tree", "devices", "device", "wmi"};
+            candidates = {"tree", "devices", "device", "wmi", "volumes", "drives", "sector"};
         }
         const std::string guess = nearest(argument.substr(0, argument.find('=')), candidates);
         throw CommandFailure(WrongUsage, what + " \"" + argument + "\"; " +
@@ -263,6 +298,9 @@ private:
     CLI::App* m_devices = nullptr;
     CLI::App* m_device = nullptr;
     CLI::App* m_wmi = nullptr;
+    CLI::App* m_volumes = nullptr;
+    CLI::App* m_drives = nullptr;
+    CLI::App* m_sector = nullptr;
     CLI::Option* m_enumerators = nullptr;
 };
 

@@ -1,8 +1,6 @@
 #include "tools/sysmira/WmiCommand.h"
 
 #include <algorithm>
-#include <atomic>
-#include <csignal>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -11,6 +9,7 @@
 #include "support/RaisedException.h"
 #include "tools/sysmira/ComErrorNames.h"
 #include "tools/sysmira/CommandFailure.h"
+#include "tools/sysmira/Interruption.h"
 #include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Target.h"
 #include "tools/sysmira/WmiParameters.h"
@@ -28,28 +27,6 @@ namespace {
 
 // How long one wait for a notification is: Ctrl+C is seen between two.
 constexpr DWORD longestWaitMs = 200;
-
-std::atomic<bool> theInterruption{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
-
-// While it lives, Ctrl+C is noted and ends nothing.
-class InterruptionNoted {
-public:
-    InterruptionNoted() : m_before(std::signal(SIGINT, note)) {}
-    ~InterruptionNoted() {
-        std::signal(SIGINT, m_before);
-        theInterruption = false;
-    }
-    InterruptionNoted(const InterruptionNoted&) = delete;
-    InterruptionNoted& operator=(const InterruptionNoted&) = delete;
-
-    static bool happened() { return theInterruption; }
-
-private:
-    static void note(int) { theInterruption = true; }
-
-    void (*m_before)(int);
-};
 
 [[noreturn]] void fail(const std::string& what) {
     throw CommandFailure(NotRead, what + ": " + describeResult(getLastWmiResult()));

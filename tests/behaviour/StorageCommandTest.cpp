@@ -1,0 +1,178 @@
+// The subcommands volumes, drives and sector on the bundled PC and on small ones.
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "simulation/control/Clock.h"
+#include "tests/behaviour/SimulatedPc.h"
+#include "tools/sysmira/Command.h"
+
+namespace {
+
+using nlohmann::json;
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+Outcome run(const Strings& arguments) {
+    std::ostringstream out, err;
+    const int status = sysmira::runSysmira(arguments, out, err);
+    return {status, out.str(), err.str()};
+}
+
+json runJson(Strings arguments) {
+    arguments.push_back("--json");
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return json::parse(outcome.out);
+}
+
+bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+class StorageCommand : public SimulatedPc {
+protected:
+    void TearDown() override {
+        if (!m_file.empty()) std::remove(m_file.c_str());
+        SimulatedPc::TearDown();
+    }
+
+    /// Writes a machine file; `text` is its JSON.
+    const std::string& machineFile(const std::string& text) {
+        m_file = testing::TempDir() + "sysmira-storage-" + std::to_string(getpid()) + ".json";
+        std::ofstream(m_file) << text;
+        return m_file;
+    }
+
+private:
+    std::string m_file;
+};
+
+// A disk that holds a part of X:, of which no relation tells.
+const char SpannedPc[] = R"({
+    "devices": [{"id": "HTREE\\ROOT\\0", "children": [
+        {"id": "SCSI\\DISK\\1", "class": "DiskDrive", "friendlyName": "Disk", "interfaces": [{"class": "disk"}]}]}],
+    "disks": [{"device": "SCSI\\DISK\\1", "number": {"number": 1}, "size": 1000000000, "product": "Disk"}],
+    "volumes": [{"name": "\\\\?\\Volume{1}\\", "mountPoints": ["X:\\"], "numberError": 1,
+        "extents": [{"disk": 1, "offset": 1048576, "length": 1000000}, {"disk": 2, "offset": 0, "length": 1000}]}]
+})";
+
+TEST_F(StorageCommand, ListsVolumesWithWhereTheyLie) {
+    const std::string text = run({"volumes"}).out;
+    for (const char* part :
+         {"C: System\n", "  Serial number  B151-BE43\n", "  Flags          system, application\n",
+          "  Encryption     on\n", "disk 10: 465.76 GB (500,105,216,000 bytes) from byte 1,048,576\n",
+          "Recovery (no letter)\n", "(no name) (no letter)\n", "  Device         CD-ROM 0\n",
+          "I: СВЕТЛЯК\n"}) {
+        EXPECT_TRUE(has(text, part)) << part;
+    }
+    const json volumes = runJson({"volumes"})["volumes"];
+    ASSERT_GT(volumes.size(), 12u);
+    EXPECT_EQ(volumes[0]["totalBytes"], 249128026112u);
+    EXPECT_EQ(volumes[0]["encrypted"], true);
+    EXPECT_EQ(volumes[1]["letter"], nullptr);
+    EXPECT_EQ(volumes[1]["encrypted"], nullptr);
+    EXPECT_EQ(volumes[1]["flags"], json({"hidden", "recovery"}));
+}
+
+TEST_F(StorageCommand, CallsDisksByTheirNumberAndTellsWhatTheySay) {
+    const json drives = runJson({"drives"})["drives"];
+    ASSERT_GT(drives.size(), 15u);
+    for (const json& drive : drives) {
+        const std::string name = drive["windowsName"];
+        if (name.compare(0, 13, "PhysicalDrive") != 0) continue;
+        EXPECT_EQ("PhysicalDrive" + std::to_string(drive["index"].get<int>()), name);
+    }
+    EXPECT_EQ(drives[0]["bus"], "NVMe");
+    EXPECT_EQ(drives[0]["roles"], json({"system", "application"}));
+    EXPECT_EQ(drives[0]["volumes"].size(), 4u);
+    for (const char* name : {"14", "PhysicalDrive14", "\\\\.\\physicaldrive14",
+                             "SCSI\\Disk&Ven_ATA&Prod_Nordlicht_D40-20\\4&2A7F0C11&0&040000"}) {
+        const json drive = runJson({"drives", name})["drives"][0];
+        EXPECT_EQ(drive["offline"], true) << name;
+    }
+    const std::string spanned = run({"drives", "1", "--machine", machineFile(SpannedPc)}).out;
+    EXPECT_TRUE(has(spanned, "Drive 1: Disk (PhysicalDrive1)\n")) << spanned;
+    EXPECT_TRUE(has(spanned, "Holds a part of  X:\n")) << spanned;
+    EXPECT_TRUE(has(spanned, "Mnt  Flags  Volume Name")) << spanned;
+
+    const Outcome unknown = run({"drives", "PhysicalDrive99"});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_TRUE(has(unknown.err, "there is no drive \"PhysicalDrive99\"")) << unknown.err;
+    for (const Strings& wrong : {Strings{"drives", "--map"}, Strings{"drives", "0", "--map", "--lock"},
+                                 Strings{"sector", "0"}, Strings{"sector", "0", "12x"}}) {
+        EXPECT_EQ(run(wrong).status, 2) << wrong.back();
+    }
+}
+
+TEST_F(StorageCommand, DrawsTheWholeDisk) {
+    const std::string text = run({"drives", "0", "--map"}).out;
+    for (const char* part :
+         {"partition 1: (no name) (no letter), FAT32, 420.00 MB, ", "partition 3: C: System, NTFS",
+          "partition 2, reserved for Windows, 16.00 MB, use not known\n  [?]\n", "· free"}) {
+        EXPECT_TRUE(has(text, part)) << part << "\n" << text;
+    }
+    // A volume on three disks is counted through: the last of them holds its end.
+    const json first = runJson({"drives", "10", "--map"})["map"],
+               last = runJson({"drives", "12", "--map"})["map"];
+    EXPECT_GT(first["regions"][0]["used"].get<double>(), 0.9);
+    EXPECT_LT(last["regions"][0]["used"].get<double>(), 0.6);
+    const json system = runJson({"drives", "0", "--map"})["map"];
+    std::size_t cells = 0;
+    unsigned long long bytes = 0;
+    for (const json& region : system["regions"]) {
+        cells += region["cells"].size();
+        bytes += region["length"].get<unsigned long long>();
+    }
+    EXPECT_NEAR(static_cast<double>(cells), 512, 4);
+    EXPECT_LE(bytes, system["length"].get<unsigned long long>());
+    const Outcome noMedium = run({"drives", "7", "--map"});
+    EXPECT_EQ(noMedium.status, 1);
+    EXPECT_TRUE(has(noMedium.err, "does not tell how large it is")) << noMedium.err;
+}
+
+TEST_F(StorageCommand, SaysWhereASectorLiesOrWhyNot) {
+    EXPECT_EQ(run({"sector", "1", "2048", "2056", "0x20000000", "0", "99999999999"}).out,
+              "sector 2048: D: Daten, cluster 0, in use\n"
+              "sector 2056: D: Daten, cluster 1, in use\n"
+              "sector 536870912: E: Archiv, cluster 34340608, free\n"
+              "sector 0: not known: no volume of the drive lies there\n"
+              "sector 99999999999: not known: the drive ends at sector 1953520064\n");
+    const json sectors = runJson({"sector", "10", "18446744073709551615", "5"})["sectors"];
+    EXPECT_EQ(sectors[0]["used"], nullptr);
+    EXPECT_EQ(sectors[1]["reason"], "no volume of the drive lies there");
+}
+
+TEST_F(StorageCommand, LocksVolumeByVolumeAndAlwaysUnlocks) {
+    EXPECT_EQ(run({"drives", "1", "--lock"}).out,
+              "locking D: Daten ... locked\nlocking E: Archiv ... locked\n"
+              "unlocking D: Daten ... unlocked\nunlocking E: Archiv ... unlocked\n");
+    EXPECT_TRUE(simulation::ledger().empty());
+
+    // Windows runs from C:, which nobody gets.
+    const Outcome refused = run({"drives", "0", "--lock"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.out, "locking C: System ... refused, after twelve tries: it is in use\n");
+    EXPECT_EQ(refused.err, "sysmira: the volume C: cannot be locked; what was locked is unlocked again.\n");
+    EXPECT_GE(simulation::sleptMilliseconds(), 1200u);
+    EXPECT_TRUE(simulation::ledger().empty());
+
+    const Outcome spanned = run({"drives", "1", "--lock", "--machine", machineFile(SpannedPc)});
+    EXPECT_TRUE(has(spanned.err, "X: lies partly on this drive")) << spanned.err;
+    EXPECT_TRUE(has(spanned.err, "the drive has no volumes to lock")) << spanned.err;
+    EXPECT_EQ(runJson({"drives", "1", "--lock"})["volumes"][1],
+              json({{"volume", "E:"}, {"locked", true}, {"unlocked", true}}));
+}
+
+TEST_F(StorageCommand, LogsWhatTheLibrarySays) {
+    const std::string err = run({"--log", "2", "drives", "1", "--lock"}).err;
+    EXPECT_TRUE(has(err, "libSysmira.Volume: 485 LOCK_VOLUME   - SUCCESS (\\\\.\\D:)\n")) << err;
+    EXPECT_TRUE(has(err, "UNLOCK_VOLUME - SUCCESS (\\\\.\\E:)\n")) << err;
+}
+
+}  // namespace

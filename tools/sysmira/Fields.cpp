@@ -1,0 +1,19 @@
+#include "tools/sysmira/Fields.h"
+
+#include <algorithm>
+
+#include "tools/sysmira/PrintableText.h"
+
+namespace sysmira {
+
+std::string Fields::toText(std::size_t indent) const {
+    std::size_t width = 0;
+    for (const auto& [label, value] : m_fields) width = std::max(width, displayWidth(label));
+    std::string text;
+    for (const auto& [label, value] : m_fields) {
+        text += std::string(indent, ' ') + padded(label, width) + "  " + (value.empty() ? "-" : value) + "\n";
+    }
+    return text;
+}
+
+}  // namespace sysmira
