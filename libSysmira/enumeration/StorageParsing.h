@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <span>
 
 #include "libSysmira/enumeration/StorageTypes.h"
@@ -22,6 +23,11 @@ bool parseDeviceNumber(Answer answer, StorageDeviceNumber& number);
 bool hasFloppyFormat(Answer answer);
 /// Of IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS.
 bool parseExtents(Answer answer, zor::Array<VolumeExtent>& extents);
+/// Whether an extent has a length and does not end beyond 63 bits; another one holds nothing.
+inline bool isSound(const VolumeExtent& extent) {
+    return extent.startingOffset >= 0 && extent.extentLength > 0 &&
+           extent.extentLength - 1 <= std::numeric_limits<long long>::max() - extent.startingOffset;
+}
 /// Of IOCTL_VOLUME_GET_GPT_ATTRIBUTES.
 bool parseGptAttributes(Answer answer, unsigned long long& attributes);
 /// Of IOCTL_DISK_GET_PARTITION_INFO_EX: whether the partition is for recovery, by its MBR or GPT type.

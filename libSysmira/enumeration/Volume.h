@@ -152,7 +152,17 @@ private:
     void readPartition() const;
     void readSizes() const;
     FileHandle openVolumeHandle(bool writeAttributes) const;
+
+    // What lies between the first and the last byte of a group of extents.
+    struct ExtentSpan {
+        unsigned long long first;
+        unsigned long long last;
+    };
     void readVolumeExtents() const;
+    bool askForExtents(zor::Array<VolumeExtent>& extents) const;
+    static zor::Array<ExtentSpan> spansOf(const zor::Array<VolumeExtent>& extents);
+    // The first of the kept extents that holds a byte of the disk; null when none does.
+    const VolumeExtent* findExtent(unsigned long long byte) const;
 
     mutable unsigned int m_flags = 0;
     zor::String m_volumeGUIDPath;
@@ -165,6 +175,8 @@ private:
     mutable zor::Array<VolumeExtent> m_extents;
     mutable SharedClusterBitmap m_pClusterBitmap;
     bool m_mediaAccessDenied = false;
+    // Of each group of the extents, so that a search passes over most of them.
+    mutable zor::Array<ExtentSpan> m_extentSpans;
     // For the drive's shortcut to the kept bitmap: how many clusters it leads to.
     mutable unsigned long long m_runClusters = 0;
 };

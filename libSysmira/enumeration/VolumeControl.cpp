@@ -1,4 +1,6 @@
 // What is done to an open volume.
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <new>
 
@@ -17,6 +19,12 @@ zor::ClassLogger theLog("libSysmira.Volume");
 
 constexpr int lockTries = 12;
 constexpr unsigned int lockPauseMs = 100;
+
+constexpr std::ptrdiff_t extentsInSpan = 32;
+
+const VolumeExtent* endOfSpan(const VolumeExtent* extent, const VolumeExtent* last) {
+    return last - extent > extentsInSpan ? extent + extentsInSpan : last;
+}
 
 // Why the last call failed; made before anything else can change the last error, and looked up for a line
 // that is wanted.
@@ -108,20 +116,62 @@ bool Volume::getSDN(StorageDeviceNumber& number) const {
 }
 
 void Volume::readVolumeExtents() const {
+    zor::Array<VolumeExtent> extents;
+    if (!askForExtents(extents)) return;
+    zor::Array<ExtentSpan> spans = spansOf(extents);
+    m_extents.swap(extents);
+    m_extentSpans.swap(spans);
+}
+
+bool Volume::askForExtents(zor::Array<VolumeExtent>& extents) const {
     const FileHandle volume = openVolumeHandle(/*writeAttributes=*/false);
-    if (!volume.isValid()) return;
+    if (!volume.isValid()) return false;
     const SmallRequest<sizeof(VOLUME_DISK_EXTENTS)> one(volume.get(), IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS);
-    if (one) {
-        parseExtents(one.bytes(), m_extents);
-        return;
-    }
-    if (GetLastError() != ERROR_MORE_DATA) return;
+    if (one) return parseExtents(one.bytes(), extents);
+    if (GetLastError() != ERROR_MORE_DATA) return false;
     const DWORD size = extentsAnswerSize(one.bytes());
     zor::Buffer<unsigned char> bytes;
-    if (size == 0 || !zor::tryResize(bytes, size)) return;
+    if (size == 0 || !zor::tryResize(bytes, size)) return false;
     const Reply all =
         request(volume.get(), IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0, bytes.data(), size);
-    if (all) parseExtents(all.bytes, m_extents);
+    return all && parseExtents(all.bytes, extents);
+}
+
+zor::Array<Volume::ExtentSpan> Volume::spansOf(const zor::Array<VolumeExtent>& extents) {
+    zor::Array<ExtentSpan> spans;
+    for (const VolumeExtent* extent = extents.begin(); extent != extents.end();) {
+        const VolumeExtent* const end = endOfSpan(extent, extents.end());
+        // The wrong way round, it holds nothing.
+        ExtentSpan span = {~0ull, 0};
+        for (; extent != end; ++extent) {
+            if (!isSound(*extent)) continue;
+            const auto first = static_cast<unsigned long long>(extent->startingOffset);
+            const auto length = static_cast<unsigned long long>(extent->extentLength);
+            span.first = std::min(span.first, first);
+            span.last = std::max(span.last, first + length - 1);
+        }
+        spans.append(span);
+    }
+    return spans;
+}
+
+const VolumeExtent* Volume::findExtent(unsigned long long byte) const {
+    const VolumeExtent* extent = m_extents.begin();
+    const VolumeExtent* const last = m_extents.end();
+    for (const ExtentSpan& span : m_extentSpans) {
+        const VolumeExtent* const end = endOfSpan(extent, last);
+        if (byte < span.first || byte > span.last) {
+            extent = end;
+            continue;
+        }
+        for (; extent != end; ++extent) {
+            // One comparison for both bounds: what lies in front of the start becomes huge.
+            const unsigned long long offset = byte - static_cast<unsigned long long>(extent->startingOffset);
+            if (offset < static_cast<unsigned long long>(extent->extentLength) && isSound(*extent))
+                return extent;
+        }
+    }
+    return nullptr;
 }
 
 SharedClusterBitmap Volume::getVolumeClusterBitmap(bool refresh) const {

@@ -212,6 +212,8 @@ private:
     void findVolumesBySDN() const;
     void findVolumesByRelations(bool mediaAccessAllowed, zor::Array<Volume>& out) const;
 
+    static const VolumeExtent* findCluster(const Volume& volume, unsigned long long sector,
+                                           unsigned long long& vcn);
     const VolumeExtent* findSector(unsigned long long sector, unsigned int& volumeIndex,
                                    unsigned long long& vcn) const;
     zor::TriBool findSectorState(unsigned long long sector, unsigned int* volumeIndex);

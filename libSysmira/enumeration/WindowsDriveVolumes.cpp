@@ -5,6 +5,7 @@
 #include <map>
 
 #include "libSysmira/enumeration/CommonStorage.h"
+#include "libSysmira/enumeration/StorageParsing.h"
 #include "libSysmira/enumeration/WindowsDeviceSet.h"
 #include "libSysmira/enumeration/WindowsDrive.h"
 #include "support/ClassLogger.h"
@@ -126,48 +127,10 @@ zor::String summaryRow(const Volume& volume) {
                               volume.getOSLocator());
 }
 
-// An extent that has a length and does not end beyond 63 bits.
-bool isSound(const VolumeExtent& extent) {
-    return extent.startingOffset >= 0 && extent.extentLength > 0 &&
-           extent.extentLength - 1 <= std::numeric_limits<long long>::max() - extent.startingOffset;
-}
-
-// The first sound extent that holds the byte; null when none does.
-const VolumeExtent* findExtent(const zor::Array<VolumeExtent>& extents, unsigned long long byte) {
-    const VolumeExtent* const end = extents.end();
-    const VolumeExtent* extent = extents.begin();
-    while (true) {
-        // One comparison for both bounds: what lies in front of the start becomes huge. It lets through some
-        // unsound extents, which are sorted out where they are rare: among the hits.
-        while (extent != end && byte - static_cast<unsigned long long>(extent->startingOffset) >=
-                                    static_cast<unsigned long long>(extent->extentLength)) {
-            ++extent;
-        }
-        if (extent == end) return nullptr;
-        if (isSound(*extent)) return extent;
-        ++extent;
-    }
-}
-
 // How many whole clusters those bytes are. Cluster sizes are powers of two as a rule.
 unsigned long long clustersIn(unsigned long long bytes, unsigned long long clusterBytes) {
     if ((clusterBytes & (clusterBytes - 1)) == 0) return bytes >> std::countr_zero(clusterBytes);
     return bytes / clusterBytes;
-}
-
-// The extent of the volume that holds the sector, and the cluster, counted from the extent's beginning; null
-// when there is none.
-const VolumeExtent* findCluster(const Volume& volume, unsigned long long sector, unsigned long long& vcn) {
-    const zor::Array<VolumeExtent>& extents = volume.getVolumeExtents();
-    const unsigned long long sectorBytes = volume.info().bytesPerSector;
-    const unsigned long long clusterBytes = sectorBytes * volume.info().sectorsPerCluster;
-    if (clusterBytes == 0 || sector > std::numeric_limits<unsigned long long>::max() / sectorBytes)
-        return nullptr;
-    const unsigned long long byte = sector * sectorBytes;
-    const VolumeExtent* const extent = findExtent(extents, byte);
-    if (extent != nullptr)
-        vcn = clustersIn(byte - static_cast<unsigned long long>(extent->startingOffset), clusterBytes);
-    return extent;
 }
 
 bool areApart(const VolumeExtent& one, const VolumeExtent& other) {
@@ -319,6 +282,22 @@ zor::String WindowsDrive::getVolumeSummary(unsigned int indent) {
     summary += "\n\n";
     add("H=Hidden, S=System, A=Application, R=Read-Only, W=Windows Recovery Volume\n");
     return summary;
+}
+
+// The extent of the volume that holds the sector, and the cluster, counted from the extent's beginning; null
+// when there is none.
+const VolumeExtent* WindowsDrive::findCluster(const Volume& volume, unsigned long long sector,
+                                              unsigned long long& vcn) {
+    volume.getVolumeExtents();
+    const unsigned long long sectorBytes = volume.info().bytesPerSector;
+    const unsigned long long clusterBytes = sectorBytes * volume.info().sectorsPerCluster;
+    if (clusterBytes == 0 || sector > std::numeric_limits<unsigned long long>::max() / sectorBytes)
+        return nullptr;
+    const unsigned long long byte = sector * sectorBytes;
+    const VolumeExtent* const extent = volume.findExtent(byte);
+    if (extent != nullptr)
+        vcn = clustersIn(byte - static_cast<unsigned long long>(extent->startingOffset), clusterBytes);
+    return extent;
 }
 
 const VolumeExtent* WindowsDrive::findSector(unsigned long long sector, unsigned int& volumeIndex,
