@@ -98,16 +98,16 @@ function(sysmira_test name)
     add_test(NAME ${name} COMMAND ${name})
 endfunction()
 
-# sysmira_fuzz_target(NAME SOURCE): the program NAME_replay, which runs SOURCE over fuzz/corpus/NAME, and, for
-# searching on, NAME_fuzz when libFuzzer is there (SYSMIRA_FUZZ).
-function(sysmira_fuzz_target name source)
-    add_executable(${name}_replay ${source} ${PROJECT_SOURCE_DIR}/fuzz/replay.cpp)
+# sysmira_fuzz_target(NAME SOURCES...): the program NAME_replay, which runs the sources over fuzz/corpus/NAME,
+# and, for searching on, NAME_fuzz when libFuzzer is there (SYSMIRA_FUZZ).
+function(sysmira_fuzz_target name)
+    add_executable(${name}_replay ${ARGN} ${PROJECT_SOURCE_DIR}/fuzz/replay.cpp)
     sysmira_test_program(${name}_replay)
-    target_link_libraries(${name}_replay PRIVATE sysmira_settings sysmira_simulated)
+    target_link_libraries(${name}_replay PRIVATE sysmira_settings sysmira_simulated sysmira_packages)
     add_test(NAME ${name}_replay COMMAND ${name}_replay ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
     if(SYSMIRA_FUZZ)
-        add_executable(${name}_fuzz ${source})
-        target_link_libraries(${name}_fuzz PRIVATE sysmira_settings sysmira_simulated)
+        add_executable(${name}_fuzz ${ARGN})
+        target_link_libraries(${name}_fuzz PRIVATE sysmira_settings sysmira_simulated sysmira_packages)
         target_link_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
     endif()
 endfunction()

@@ -1,6 +1,6 @@
 # The suites of ./test and how they are counted; read by it with $here, $host, $threads, $windows and $results set.
 
-replays="MultiString Location RegistryValue MachineFile Wql Storage"
+replays="MultiString Location RegistryValue MachineFile Wql Storage DisplayMatching Edid"
 
 on_linux() {
     export ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <new>
 
+#include "libSysmira/utils/FieldText.h"
 #include "support/ClassLogger.h"
-#include "support/MultiString.h"
 #include "support/SprintfFormat.h"
 #include "support/Stopwatch.h"
 #include "support/TraceLogger.h"
@@ -22,12 +22,6 @@ constexpr std::size_t maximumPathUnits = 32767;
 zor::DateTime toDateTime(const FILETIME& time) {
     return zor::DateTime::fromFileTime(static_cast<unsigned long long>(time.dwHighDateTime) << 32 |
                                        time.dwLowDateTime);
-}
-
-// The text of a fixed field of a driver structure, terminated or not.
-template <std::size_t Units>
-zor::String fieldText(const zor::Char16 (&field)[Units]) {
-    return zor::textFromBytes(reinterpret_cast<const unsigned char*>(field), sizeof field);
 }
 
 struct FileQueueCloser {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "simulation/control/Text.h"
+#include "simulation/machine/Display.h"
 #include "simulation/machine/Storage.h"
 #include "simulation/machine/Wmi.h"
 #include "support/WindowsApi.h"
@@ -113,6 +114,7 @@ public:
     Text programPath = u"C:\\Program Files\\Sysmira\\sysmira.exe";  ///< of the process that asks
     Storage storage;
     WmiNamespaces wmi;  ///< by path: u"root\\cimv2"; look-up takes slashes either way
+    std::vector<DisplayOutput> displays;
     /// An error of CM_Get_DevNode_* and of the tree's root: what a machine without a device tree answers.
     bool noDeviceTree = false;
     /// What the configuration manager answers when a property does not fit; some say CR_OUT_OF_MEMORY.

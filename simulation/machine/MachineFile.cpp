@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "simulation/machine/DeviceFile.h"
+#include "simulation/machine/DisplayFile.h"
 #include "simulation/machine/JsonText.h"
 #include "simulation/machine/StorageFile.h"
 #include "simulation/machine/WmiFile.h"
@@ -62,7 +63,7 @@ void readFile(const JsonPlace& place, Machine& machine) {
 Machine read(const JsonPlace& file) {
     file.allowOnly({"name", "setupClasses", "devices", "registry", "files", "environment", "noDeviceTree",
                     "wmi", "disks", "volumes", "networkDrives", "otherDrives", "systemDirectory",
-                    "programPath"});
+                    "programPath", "displays"});
     Machine machine;
     if (const auto name = file.member("name")) machine.name = name->text();
     if (const auto truth = file.member("noDeviceTree")) machine.noDeviceTree = truth->truth();
@@ -95,6 +96,7 @@ Machine read(const JsonPlace& file) {
     // Disks and volumes have the interfaces of devices.
     if (const auto disks = file.member("disks")) readDisks(*disks, machine);
     if (const auto volumes = file.member("volumes")) readVolumes(*volumes, machine);
+    if (const auto displays = file.member("displays")) readDisplays(*displays, machine);
     return machine;
 }
 

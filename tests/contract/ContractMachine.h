@@ -7,3 +7,6 @@
 /// Makes the machine so: in the simulation by filling it, on Windows by importing the file disk.reg, which
 /// lies beside the program, into the registry. Gives what went wrong, or an empty text.
 std::string prepareContractMachine();
+
+/// Windows: imports a file that lies beside the program into the registry; what went wrong, or an empty text.
+std::string importBesideProgram(const char* file);

@@ -20,18 +20,22 @@ bool run(WCHAR* commandLine) {
 
 }  // namespace
 
-std::string prepareContractMachine() {
+std::string importBesideProgram(const char* file) {
     WCHAR path[MAX_PATH];
     const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
     DWORD end = length;
     while (end != 0 && path[end - 1] != L'\\') --end;
     path[end] = 0;
-    if (length == 0 || end + sizeof "disk.reg" > MAX_PATH) return "the program's folder is not known";
-    lstrcatW(path, L"disk.reg");
+    const std::string name = file;
+    if (length == 0 || end + name.size() >= MAX_PATH) return "the program's folder is not known";
+    for (const char letter : name) path[end++] = static_cast<WCHAR>(letter);
+    path[end] = 0;
     // The registry editor says success even of a file that is not there.
-    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) return "no disk.reg lies beside the program";
+    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) return "no " + name + " lies beside the program";
     WCHAR commandLine[MAX_PATH + 32] = L"regedit.exe /S \"";
     lstrcatW(commandLine, path);
     lstrcatW(commandLine, L"\"");
     return run(commandLine) ? "" : "the registry editor did not start";
 }
+
+std::string prepareContractMachine() { return importBesideProgram("disk.reg"); }

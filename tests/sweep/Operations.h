@@ -19,6 +19,7 @@ std::vector<Operation> deviceSetOperations();
 std::vector<Operation> driverPackageOperations();
 std::vector<Operation> storageOperations();
 std::vector<Operation> wmiOperations();
+std::vector<Operation> displayOperations();
 
 /// A PC with a bus, a controller, a disk with everything a device can have, a hidden volume, an absent, a
 /// disabled and a floppy device.

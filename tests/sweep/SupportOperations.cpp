@@ -104,7 +104,7 @@ const std::vector<Operation>& operations() {
         std::vector<Operation> table;
         for (const auto& part :
              {supportOperations(), deviceTreeOperations(), deviceRecordOperations(), deviceSetOperations(),
-              driverPackageOperations(), storageOperations(), wmiOperations()}) {
+              driverPackageOperations(), displayOperations(), storageOperations(), wmiOperations()}) {
             table.insert(table.end(), part.begin(), part.end());
         }
         return table;

@@ -9,6 +9,7 @@
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/DeviceCommand.h"
 #include "tools/sysmira/DevicesCommand.h"
+#include "tools/sysmira/DisplaysCommand.h"
 #include "tools/sysmira/DrivesCommand.h"
 #include "tools/sysmira/Output.h"
 #include "tools/sysmira/PrintableText.h"
@@ -32,6 +33,7 @@ struct Request {
     WmiRequest wmi;
     DrivesRequest drives;
     SectorRequest sector;
+    DisplaysRequest displays;
 };
 
 // The library's log lines on stderr, for as long as it lives; without a priority nothing changes.
@@ -118,6 +120,7 @@ public:
         m_volumes = addSubcommand("volumes", "Every file-system volume, hidden ones too");
         addDrives();
         addSector();
+        addDisplays();
     }
 
     // Gives the text of --help or --version when that was asked for. Throws CommandFailure.
@@ -149,6 +152,7 @@ public:
         if (m_volumes->parsed()) return runVolumes(output);
         if (m_drives->parsed()) return runDrives(m_request.drives, output);
         if (m_sector->parsed()) return runSector(m_request.sector, output);
+        if (m_displays->parsed()) return runDisplays(m_request.displays, output);
         runDevices(selections(), output);
     }
 
@@ -242,6 +246,23 @@ private:
             ->type_name("");
     }
 
+    void addDisplays() {
+        DisplaysRequest& displays = m_request.displays;
+        m_displays = addSubcommand("displays", "The monitors on the desktop, with modes and EDIDs");
+        m_displays
+            ->add_option("NAME", displays.name,
+                         "One of them: its port (DISPLAY1), device name, path or instance ID")
+            ->type_name("");
+        m_displays->add_flag("--edid", displays.edid, "Show the EDIDs' bytes and what they say")
+            ->disable_flag_override();
+        m_displays->add_option("--edid-file", displays.edidFile, "Write the EDID of one display to a file")
+            ->type_name("FILE")
+            ->take_last()
+            ->check(notEmpty("the name of a file"));
+        m_displays->add_flag("--picture", displays.picture, "Draw the arrangement of the desktop")
+            ->disable_flag_override();
+    }
+
     // In the order of the arguments.
     std::vector<DeviceSelection> selections() const {
         std::vector<DeviceSelection> result;
@@ -284,7 +305,7 @@ private:
             candidates = knownOptions();
         } else if (chosen.empty()) {
             what = "unknown subcommand";
-            candidates = {"tree", "devices", "device", "wmi", "volumes", "drives", "sector"};
+            candidates = {"tree", "devices", "device", "wmi", "displays", "volumes", "drives", "sector"};
         }
         const std::string guess = nearest(argument.substr(0, argument.find('=')), candidates);
         throw CommandFailure(WrongUsage, what + " \"" + argument + "\"; " +
@@ -301,6 +322,7 @@ private:
     CLI::App* m_volumes = nullptr;
     CLI::App* m_drives = nullptr;
     CLI::App* m_sector = nullptr;
+    CLI::App* m_displays = nullptr;
     CLI::Option* m_enumerators = nullptr;
 };
 

@@ -1,0 +1,144 @@
+// The reader of EDIDs on bytes that do not fit. That it agrees with an independent reader on those that do is
+// shown by tests/compareEdid.py.
+#include "tools/sysmira/Edid.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "tools/sysmira/EdidText.h"
+
+namespace {
+
+using sysmira::decodeEdid;
+using sysmira::Edid;
+using Bytes = std::vector<unsigned char>;
+using Strings = std::vector<std::string>;
+
+const std::filesystem::path Samples = std::filesystem::path(SYSMIRA_SOURCE_DIR) / "fuzz/corpus/Edid";
+
+Bytes sample(const std::filesystem::path& name) {
+    std::ifstream file(Samples / name, std::ios::binary);
+    Bytes bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    EXPECT_FALSE(bytes.empty()) << name;
+    return bytes;
+}
+
+// From memory of exactly that size, so that a read beyond it is seen.
+Edid decode(const Bytes& bytes) {
+    const auto copy = std::make_unique<unsigned char[]>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), copy.get());
+    return decodeEdid(copy.get(), bytes.size());
+}
+
+void setChecksum(Bytes& bytes, std::size_t block) {
+    unsigned sum = 0;
+    for (std::size_t i = 0; i < 127; ++i) sum += bytes[block * 128 + i];
+    bytes[block * 128 + 127] = static_cast<unsigned char>(0x100 - sum % 0x100);
+}
+
+TEST(EdidReader, NamesWhatDoesNotFitAndTellsTheRest) {
+    struct Case {
+        std::size_t at;
+        unsigned char value;
+        Strings problems;
+    } const cases[] = {
+        {0, 0, {}},
+        {7, 1, {"block 0: the header is not that of an EDID"}},
+        {126, 1, {"block 0: it announces 1 extension blocks, 2 follow"}},
+        {126, 255, {"block 0: it announces 255 extension blocks, 2 follow"}},
+        {128 + 2, 3, {"block 1: its timings begin at byte 3, outside of it"}},
+        {128 + 2, 128, {"block 1: its timings begin at byte 128, outside of it"}},
+        {128 + 2, 20, {"block 1: the data block at byte 19 has 3 bytes, room is for 0"}},
+        {128 + 4, 0x5F, {"block 1: the data block at byte 4 has 31 bytes, room is for 29"}},
+        {256 + 2, 122, {"block 2: the DisplayID section has 122 bytes, room is for 121"}},
+        {256 + 7,
+         255,
+         {"block 2: the checksum of the DisplayID section is 0xce, it should be 0xf7",
+          "block 2: the data block at byte 5 has 255 bytes, room is for 118"}},
+    };
+    for (const Case& each : cases) {
+        Bytes bytes = sample("monitor-extensions");
+        bytes[each.at] = each.value;
+        setChecksum(bytes, each.at / 128);
+        const Edid edid = decode(bytes);
+        EXPECT_EQ(edid.problems, each.problems) << each.at;
+        EXPECT_EQ(edid.name, "B27 Pro");
+        EXPECT_EQ(edid.blocks.size(), 3u);
+        EXPECT_FALSE(edid.blocks[1].dataBlocks.empty() && each.value != 3) << each.at;
+        EXPECT_FALSE(edid.blocks[2].dataBlocks.empty());
+    }
+
+    const Edid damaged = decode(sample("damaged"));
+    EXPECT_EQ(damaged.problems, (Strings{"block 0: the checksum is 0x46, it should be 0xa6",
+                                         "block 1: the checksum is 0xe0, it should be 0xe1",
+                                         "block 2: it has 100 of its 128 bytes",
+                                         "block 0: it announces 3 extension blocks, 2 follow"}));
+    EXPECT_EQ(damaged.blocks[1].timings.size(), 1u);
+}
+
+TEST(EdidReader, TellsOfABlockThatIsCutShortWhatStandsBeforeItsEnd) {
+    Bytes bytes = sample("monitor");
+    EXPECT_EQ(decode({}).problems, Strings{"the EDID is empty"});
+    bytes.resize(17);
+    EXPECT_EQ(decode(bytes).manufacturer, "") << "the date lacks";
+    bytes = sample("monitor");
+    bytes.resize(90);
+    const Edid edid = decode(bytes);
+    EXPECT_EQ(edid.problems, Strings{"block 0: it has 90 of its 128 bytes"});
+    EXPECT_EQ(edid.manufacturer, "KWN");
+    EXPECT_EQ(edid.name, "KD-2410");
+    EXPECT_EQ(edid.serialText, "") << "its descriptor is not whole";
+    ASSERT_NE(edid.preferred(), nullptr);
+    EXPECT_EQ(edid.preferred()->width, 1920u);
+}
+
+TEST(EdidReader, PutsDeviceTextsSafelyIntoLines) {
+    Bytes bytes = sample("monitor");
+    const char name[] = "\x1B[2J\xE4\0x";
+    std::copy(std::begin(name), std::end(name) - 1, bytes.begin() + 77);
+    const Edid edid = decode(bytes);
+    const std::string text = sysmira::toText(edid, 0);
+    EXPECT_NE(text.find("Name             \\x1B[2J\xC3\xA4\\x00x"), std::string::npos) << text;
+}
+
+// What holds whatever the bytes are.
+void expectOrder(const Bytes& bytes, const Edid& edid) {
+    ASSERT_EQ(edid.blocks.size(), (bytes.size() + 127) / 128);
+    for (const sysmira::EdidBlock& block : edid.blocks) {
+        for (const sysmira::EdidDataBlock& each : block.dataBlocks) ASSERT_FALSE(each.kind.empty());
+        ASSERT_LE(block.dataBlocks.size(), 127u);
+    }
+}
+
+TEST(EdidReader, StandsEveryCutAndEveryChangedByteOfEverySample) {
+    unsigned samples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(Samples)) {
+        ++samples;
+        const Bytes whole = sample(entry.path().filename());
+        for (std::size_t size = 0; size < whole.size(); ++size) {
+            const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+            const Edid edid = decode(cut);
+            expectOrder(cut, edid);
+            ASSERT_FALSE(edid.problems.empty()) << entry.path() << " of " << size << " bytes";
+        }
+        Bytes changed = whole;
+        for (std::size_t at = 0; at < whole.size(); ++at) {
+            for (unsigned step = 1; step < 0x100; ++step) {
+                changed[at] = static_cast<unsigned char>(whole[at] + step);
+                const Edid edid = decode(changed);
+                expectOrder(changed, edid);
+                // The block's sum differs, if nothing else does; of a block that is cut short there is none.
+                ASSERT_FALSE(edid.problems.empty()) << entry.path() << ", byte " << at;
+            }
+            changed[at] = whole[at];
+        }
+    }
+    EXPECT_EQ(samples, 8u);
+}
+
+}  // namespace
