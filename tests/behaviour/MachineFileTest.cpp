@@ -30,7 +30,8 @@ TEST(MachineFile, TellsWhereAMistakeStandsWhatWasFoundAndWhatWasExpected) {
         {"{\"nme\": \"PC\"}", "found \"nme\", expected \"name\""},
         {"{\"printers\": []}",
          "found \"printers\", expected one of name, setupClasses, devices, registry, files, environment, "
-         "noDeviceTree, wmi, disks, volumes, networkDrives, otherDrives, systemDirectory, programPath"},
+         "noDeviceTree, wmi, disks, volumes, networkDrives, otherDrives, systemDirectory, "
+         "programPath, displays"},
         {"{\"name\": 5}", "name: found 5, expected a text"},
         {"{\"name\": \"a\\u0000b\"}", "name: found \"a\\u0000b\", expected a text without NUL"},
         {"{\"name\": \"PC\", \"name\": \"PC2\"}", "name: found this member twice, expected it once"},
