@@ -13,6 +13,8 @@ on_linux() {
     done
     check "sysmira prints the bundled PC as text" prints_devices
     check "sysmira prints the bundled PC as JSON" prints_json
+    check "sysmira reads EDIDs as edid-decode does" "$here/tests/compareEdid.py" "$host/sysmira" "$here"/fuzz/corpus/Edid/*
+    check "sysmira draws the desktop and logs how long WMI took" draws_desktop
     check "sysmira refuses what it does not know" refuses
     check "the example prepare-drive keeps off what it must not touch, and unlocks" prepares_a_drive
     check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
@@ -34,6 +36,8 @@ on_windows() {
     check "the DLLs import from Windows and the run-time library alone" imports_are_windows
     check "sysmira.exe lists the devices of this system" lists_wine_devices
     check "sysmira.exe says in a sentence that there is no device tree" tree_is_refused
+    check "sysmira.exe shows the EDID in this system's registry" shows_wine_edid
+    check "display functions and sysmira.exe find two monitors" two_monitors
 }
 
 # Counting. A suite counts with its cases, a check as one.
@@ -143,6 +147,12 @@ sys.exit(not (len(devices) > 50 and all(device["id"] for device in devices)))' <
         expect 0 "$host/sysmira" --json tree && python3 -m json.tool <<<"$out" >/dev/null
 }
 
+draws_desktop() {
+    expect 0 "$host/sysmira" displays --picture && has "$out" 'DISPLAY1 .*DISPLAY2' && [ -z "$err" ] &&
+        expect 0 "$host/sysmira" --log 1 displays --edid && has "$err" '122 Wmi-EDID fetch took: [0-9.]+ seconds' &&
+        has "$out" 'DisplayID Extension Block'
+}
+
 refuses() {
     expect 2 "$host/sysmira" no-such-subcommand && has "$err" no-such-subcommand && [ -z "$out" ] &&
         expect 1 "$host/sysmira" device 'NO\SUCH\DEVICE' && has "$err" 'NO\\SUCH\\DEVICE' && [ -z "$out" ] &&
@@ -218,4 +228,33 @@ lists_wine_devices() {
 
 tree_is_refused() {
     expect 1 in_wine sysmira.exe tree && has "$err" '^sysmira: .*\.$' && [ -z "$out" ]
+}
+
+shows_wine_edid() {
+    in_wine sysmira.exe displays >/dev/null &&
+        SYSMIRA_WINE=$windows "$here/cmake/in-wine" regedit /S "$here/tests/windows/monitor-edid.reg" &&
+        expect 0 in_wine sysmira.exe displays --edid && has "$out" '00 ff ff ff ff ff ff 00 04 6d 34 12' &&
+        has "$out" 'ACME MON' && has "$out" '128 bytes from the registry'
+}
+
+# A screen of two parts, which Wine takes for two monitors, although it knows the mode of the first alone; in a
+# prefix of its own, as Wine keeps what it found.
+two_monitors() {
+    local folder=$windows/two-monitors xvfb status=0
+    mkdir -p "$folder"
+    Xvfb -displayfd 9 -screen 0 1280x800x24 -screen 1 1024x768x24 +xinerama -extension RANDR -nolisten tcp \
+        9>"$folder/display" >/dev/null 2>&1 &
+    xvfb=$!
+    for _ in $(seq 50); do
+        [ ! -s "$folder/display" ] || break
+        sleep 0.2
+    done
+    local -x DISPLAY SYSMIRA_WINE=$folder SYSMIRA_MONITORS=2
+    DISPLAY=:$(cat "$folder/display")
+    in_wine contract.exe --gtest_filter='DisplayContract.*-*.CurrentModes*' && expect 0 in_wine sysmira.exe displays &&
+        has "$out" 'DISPLAY1\\Monitor0' && has "$out" 'DISPLAY2\\Monitor0' && has "$out" 'Display\[1\]' || status=1
+    WINEPREFIX=$folder/wine-prefix /usr/lib/wine/wineserver64 -k 2>/dev/null
+    kill $xvfb
+    wait $xvfb 2>/dev/null
+    return $status
 }

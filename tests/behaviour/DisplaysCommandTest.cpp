@@ -180,6 +180,11 @@ TEST_F(DisplaysCommand, DrawsTheDesktopToScale) {
 )");
     EXPECT_EQ(runJson({"--machine", machineName, "--picture"})["picture"].size(), 22u);
 
+    distort("EnumDisplaySettingsExW", Distortion::NothingWritten, 1, /*onwards=*/true);
+    EXPECT_EQ(runJson({"--machine", machineName, "--picture"})["picture"], json::array());
+    EXPECT_NE(run({"--machine", machineName}).out.find("Current Mode       : not known\n"), std::string::npos);
+    clearFaults();
+
     const std::string nothing = machineFile(R"({"devices": [{"id": "HTREE\\ROOT\\0"}]})");
     EXPECT_EQ(run({"--machine", nothing, "--picture"}).err,
               "sysmira: no monitor is attached to the desktop.\n");

@@ -247,10 +247,39 @@ TEST_F(LoadedMachine, HasFilesWithVersions) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
 }
 
+TEST(MachineFile, TellsMistakesInDisplays) {
+    const struct {
+        const char* members;
+        const char* mistake;
+    } cases[] = {
+        {R"("adapter": "PCI\\NONE\\1")",
+         R"([0].adapter: found "PCI\\NONE\\1", expected the instance ID of a device in "devices")"},
+        {R"("mode": {"width": 1})", R"([0].mode: found no "height", expected pixels)"},
+        {R"("mode": {"width": 0, "height": 1})",
+         "[0].mode.width: found 0, expected a number of pixels from 1 to 1048576"},
+        {R"("mode": {"width": 1, "height": 1, "x": -1048577})",
+         "[0].mode.x: found -1048577, expected a place on the desktop in pixels"},
+        {R"("mode": {"width": 1, "height": 1, "turned": 45})",
+         "[0].mode.turned: found 45, expected 0, 90, 180 or 270 degrees"},
+        {R"("name": "0123456789abcdef0123456789abcdef")",
+         R"([0].name: found "0123456789abcdef0123456789abcdef", expected a name of at most 31 units that no output above has)"},
+        {R"("monitors": [{"edid": "00"}])",
+         R"([0].monitors[0]: found "edid", expected one of device, name, description, deviceId, deviceKey, interface, attached)"},
+        {R"("name": "\\\\.\\display2"}, {"primary": true)",
+         R"([1]: found no "name", expected one, as an output above has the usual one)"},
+    };
+    for (const auto& [members, mistake] : cases) {
+        const std::string json =
+            R"({"devices": [{"id": "HTREE\\ROOT\\0"}], "displays": [{)" + std::string(members) + "}]}";
+        EXPECT_EQ(mistakeOf(json), "pc.json: displays" + std::string(mistake));
+    }
+}
+
 TEST(BundledMachine, IsAGoodFileWithATree) {
     const simulation::Machine bundled = readMachine(simulation::bundledMachine(), "bundled.json");
     EXPECT_NE(bundled.root(), 0u);
     EXPECT_FALSE(bundled.files.empty());
+    EXPECT_EQ(bundled.displays.size(), 5u);
 }
 
 }  // namespace

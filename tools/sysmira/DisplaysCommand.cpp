@@ -69,7 +69,8 @@ DisplayFacts readFacts(const WindowsDisplay& display) {
     DisplayFacts facts;
     facts.display = &display;
     DEVMODEW mode;
-    if (display.getCurrentMode(mode)) facts.mode = mode;
+    // Some systems succeed without telling one.
+    if (display.getCurrentMode(mode) && mode.dmPelsWidth != 0 && mode.dmPelsHeight != 0) facts.mode = mode;
     readEdid(facts);
     return facts;
 }
