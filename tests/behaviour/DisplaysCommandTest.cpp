@@ -182,7 +182,8 @@ TEST_F(DisplaysCommand, DrawsTheDesktopToScale) {
 
     distort("EnumDisplaySettingsExW", Distortion::NothingWritten, 1, /*onwards=*/true);
     EXPECT_EQ(runJson({"--machine", machineName, "--picture"})["picture"], json::array());
-    EXPECT_NE(run({"--machine", machineName}).out.find("Current Mode       : not known\n"), std::string::npos);
+    EXPECT_NE(run({"--machine", machineName}).out.find("Current Mode       : not known\n"),
+              std::string::npos);
     clearFaults();
 
     const std::string nothing = machineFile(R"({"devices": [{"id": "HTREE\\ROOT\\0"}]})");
