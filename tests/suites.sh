@@ -27,6 +27,7 @@ on_windows() {
     suite behaviour in_wine behaviour.exe
     suite sweep in_wine sweep.exe
     suite contract in_wine contract.exe
+    check "Wine has a drive T: with a label and a serial number" makes_wine_drive
     suite windows_tests in_wine windows_tests.exe
     for name in $replays; do
         check "the fuzz seeds of $name" in_wine "${name}_replay.exe" "$here/fuzz/corpus/$name"
@@ -36,6 +37,7 @@ on_windows() {
     check "the DLLs import from Windows and the run-time library alone" imports_are_windows
     check "sysmira.exe lists the devices of this system" lists_wine_devices
     check "sysmira.exe says in a sentence that there is no device tree" tree_is_refused
+    check "sysmira.exe shows the volumes of this system" shows_wine_volumes
     check "sysmira.exe shows the EDID in this system's registry" shows_wine_edid
     check "display functions and sysmira.exe find two monitors" two_monitors
 }
@@ -228,6 +230,23 @@ lists_wine_devices() {
 
 tree_is_refused() {
     expect 1 in_wine sysmira.exe tree && has "$err" '^sysmira: .*\.$' && [ -z "$out" ]
+}
+
+# A folder of the prefix as a drive; Wine reads label and serial number from files in it, and looks for drives when
+# the prefix's server starts.
+makes_wine_drive() {
+    in_wine sysmira.exe --version >/dev/null || return 1
+    local prefix=$windows/wine-prefix
+    WINEPREFIX=$prefix /usr/lib/wine/wineserver64 -k
+    WINEPREFIX=$prefix /usr/lib/wine/wineserver64 -w
+    mkdir -p "$prefix/drive_t" && printf 'SYSMIRA-T' >"$prefix/drive_t/.windows-label" &&
+        printf '1a2b3c4d' >"$prefix/drive_t/.windows-serial" && ln -sfn ../drive_t "$prefix/dosdevices/t:" &&
+        expect 0 in_wine sysmira.exe --json volumes && has "$out" 'SYSMIRA-T'
+}
+
+shows_wine_volumes() {
+    expect 0 in_wine sysmira.exe volumes && has "$out" '^T: SYSMIRA-T$' && has "$out" 'Serial number +1A2B-3C4D' &&
+        has "$out" 'OS locator +.*C:$'
 }
 
 shows_wine_edid() {

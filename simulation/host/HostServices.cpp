@@ -35,6 +35,7 @@ constexpr Message messages[] = {
     {ERROR_NOT_ENOUGH_MEMORY, "Not enough memory resources are available to process this command."},
     {ERROR_INVALID_DATA, "The data is invalid."},
     {ERROR_NO_MORE_FILES, "There are no more files."},
+    {ERROR_NOT_LOCKED, "The segment is already unlocked."},
     {ERROR_WRITE_PROTECT, "The media is write protected."},
     {ERROR_NOT_READY, "The device is not ready."},
     {ERROR_GEN_FAILURE, "A device attached to the system is not functioning."},

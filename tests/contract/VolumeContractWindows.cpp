@@ -1,0 +1,3 @@
+#include "tests/contract/VolumeContractMachine.h"
+
+void prepareVolumeContractMachine() {}
