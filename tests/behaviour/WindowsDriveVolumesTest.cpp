@@ -372,13 +372,15 @@ TEST_F(DriveSectors, LieInNoExtentThatMakesNoSense) {
     model.extents = {extent(1, 0, most), extent(1, most - 511, 512)};
     EXPECT_EQ(convert(drive(), (1ull << 54) - 1), (Place{true, 0, (1ull << 51) - 1}));
     // Behind nonsense comes sense.
-    model.extents.insert(model.extents.begin(), std::begin(nonsense), std::end(nonsense));
-    EXPECT_EQ(convert(drive(), 8), (Place{true, 0, 1}));
+    model.extents.assign(std::begin(nonsense), std::end(nonsense));
+    model.extents.push_back(extent(1, 4096, MiB));
+    EXPECT_EQ(convert(drive(), 16), (Place{true, 0, 1}));
     for (DWORD* const size : {&model.bytesPerSector, &model.sectorsPerCluster}) {
         const DWORD before = std::exchange(*size, 0);
-        EXPECT_EQ(convert(drive(), 8), nowhere());
+        EXPECT_EQ(convert(drive(), 16), nowhere());
         *size = before;
     }
+    model.extents = {extent(1, 0, most)};
     model.bytesPerSector = model.sectorsPerCluster = 0xFFFFFFFF;
     EXPECT_EQ(convert(drive(), 8), (Place{true, 0, 0}));
 }

@@ -343,7 +343,8 @@ std::vector<Operation> storageOperations() {
         {"DriveLockAndDismount", onePartitionPc, driveLockAndDismount, anyOf({"all locked", "locks: 0\n"})},
         {"DriveEncryption", onePartitionPc, driveEncryption, anyOf({"not encrypted"}), throwsAsWmiDoes},
         {"DriveSummary", onePartitionPc, driveSummary, anyOf({"whole"})},
-        {"DriveSector", onePartitionPc, driveSector, anyOf({"nowhere, unknown", "nowhere, used", "8002, unknown"})},
+        {"DriveSector", onePartitionPc, driveSector,
+         anyOf({"nowhere, unknown", "nowhere, used", "8002, unknown"})},
     };
     return table;
 }
