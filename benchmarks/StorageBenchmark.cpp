@@ -3,11 +3,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <map>
 #include <memory>
-#include <numeric>
 #include <random>
+#include <unordered_map>
 
 #include "benchmarks/Ratio.h"
 #include "libSysmira/enumeration/Volume.h"
@@ -41,6 +43,11 @@ Text volumeName(unsigned number) {
     return numbered(u"\\\\?\\Volume{7d4b2a10-93c6-4e0f-8a51-4d3e20", number, u"}\\");
 }
 
+void emptyMachine() {
+    simulation::reset();
+    simulation::control().watching = false;
+}
+
 // One after the other, with a gap of 1 MiB in front of each.
 std::vector<DISK_EXTENT> extentsOf(unsigned count) {
     std::vector<DISK_EXTENT> extents(count);
@@ -57,7 +64,7 @@ std::vector<DISK_EXTENT> extentsOf(unsigned count) {
 
 // A disk and a volume of 1 TiB on it, D:, half full; its bitmap has 32 MiB.
 void addLargeVolume(const std::vector<DISK_EXTENT>& extents) {
-    simulation::reset();
+    emptyMachine();
     simulation::Machine& machine = simulation::machine();
     simulation::Disk disk;
     disk.paths = {u"\\\\.\\PhysicalDrive1"};
@@ -72,7 +79,9 @@ void addLargeVolume(const std::vector<DISK_EXTENT>& extents) {
     volume.totalBytes = TiB;
     volume.freeBytes = TiB / 2;
     volume.clusters = TiB / ClusterBytes;
-    volume.usedPercent = 50;
+    // By turns, so that both states occur wherever an extent begins.
+    for (ULONGLONG cluster = 0; cluster < volume.clusters; cluster += 8192)
+        volume.used.push_back({cluster, 4096});
     volume.extents = extents;
     machine.storage.add(std::move(volume));
 }
@@ -115,7 +124,6 @@ bool sayTheSame(WindowsDrive& drive, const std::vector<unsigned long long>& sect
 void sectorsOfOneExtent(benchmark::State& state) {
     const std::vector<DISK_EXTENT> extents = extentsOf(1);
     addLargeVolume(extents);
-    simulation::control().watching = false;
     const std::vector<unsigned long long> sectors = randomSectors(extents, 1 << 18);
     std::vector<unsigned long long> clusters;
     for (const unsigned long long sector : sectors)
@@ -154,7 +162,6 @@ void sectorsOfThousandExtents(benchmark::State& state, Order order) {
     std::vector<DISK_EXTENT> extents = extentsOf(1'000);
     if (order == Order::Shuffled) std::shuffle(extents.begin(), extents.end(), std::mt19937_64(2));
     addLargeVolume(extents);
-    simulation::control().watching = false;
     const std::vector<unsigned long long> sectors = randomSectors(extents, 1 << 12);
     WindowsDrive drive(zor::String("\\\\.\\PhysicalDrive1"));
     if (drive.volumes().size() != 1) return state.SkipWithError("the drive does not have its volume");
@@ -213,7 +220,6 @@ BareBitmap readBareBitmap(const WCHAR* path) {
 
 void bitmapOf32MiB(benchmark::State& state) {
     addLargeVolume(extentsOf(1));
-    simulation::control().watching = false;
     const Volume volume('D');
     const zor::String path("\\\\.\\D:");
     BareBitmap bare = readBareBitmap(path.getUCS2Buffer());
@@ -238,7 +244,7 @@ BENCHMARK(bitmapOf32MiB)->UseManualTime()->Unit(benchmark::kMillisecond);
 // Volumes, the first ones with letters. On `drives` drives, or on the first when there is but one, and with
 // device records when `records` is set.
 void addVolumes(unsigned count, unsigned drives = 1, bool records = false) {
-    simulation::reset();
+    emptyMachine();
     simulation::Machine& machine = simulation::machine();
     DeviceNode rootNode;
     rootNode.instanceId = u"HTREE\\ROOT\\0";
@@ -338,9 +344,12 @@ size_t findVolumes() {
 
 template <class Work>
 std::vector<std::string> callsOf(Work&& work) {
-    simulation::control().clearJournal();
+    simulation::Control& control = simulation::control();
+    control.watching = true;
+    control.clearJournal();
     work();
-    return simulation::control().names();
+    control.watching = false;
+    return control.names();
 }
 
 Text textOf(const zor::String& text) { return simulation::fromWide(text.getUCS2Buffer()); }
@@ -367,11 +376,9 @@ const char* differenceOfVolumes() {
 void findAllVolumes(benchmark::State& state) {
     addVolumes(static_cast<unsigned>(state.range(0)));
     if (const char* const difference = differenceOfVolumes()) return state.SkipWithError(difference);
-    simulation::control().watching = false;
     benchmarks::compare(
         state, [] { benchmark::DoNotOptimize(findVolumes()); },
         [] { benchmark::DoNotOptimize(findBareVolumes().data()); });
-    simulation::control().watching = true;
 }
 BENCHMARK(findAllVolumes)->Arg(100)->Arg(1'000)->Arg(10'000)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
@@ -384,12 +391,10 @@ void findTenTimesTheVolumes(benchmark::State& state) {
     for (auto _ : state) {
         for (const int many : {0, 1}) {
             addVolumes(many != 0 ? few * 10 : few);
-            simulation::control().watching = false;
             for (int i = 0; i < 5; ++i) {
                 library[many].push_back(benchmarks::secondsOf(ours));
                 calls[many].push_back(benchmarks::secondsOf(peer));
             }
-            simulation::control().watching = true;
         }
         state.SetIterationTime(library[1].back());
     }
@@ -402,5 +407,161 @@ BENCHMARK(findTenTimesTheVolumes)
     ->UseManualTime()
     ->Iterations(20)
     ->Unit(benchmark::kMicrosecond);
+
+// The volumes of each drive: all volumes are asked for their device, and the records of volume devices for
+// those that belong to the drive's own record.
+
+struct BareDrive {
+    HANDLE handle = INVALID_HANDLE_VALUE;
+    Text id;
+};
+
+struct BareRecord {
+    Text id;
+    Text path;
+};
+
+// The calls that reading the records of the devices with an interface takes.
+void readBareRecords(const GUID& interfaceClass, std::vector<BareRecord>& records) {
+    const HDEVINFO list =
+        SetupDiGetClassDevsW(&interfaceClass, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
+    SP_DEVINFO_DATA data = {};
+    data.cbSize = sizeof data;
+    for (DWORD index = 0; SetupDiEnumDeviceInfo(list, index, &data); ++index) {
+        SP_DEVICE_INTERFACE_DATA interfaceData = {};
+        interfaceData.cbSize = sizeof interfaceData;
+        if (!SetupDiEnumDeviceInterfaces(list, &data, &interfaceClass, 0, &interfaceData)) continue;
+        alignas(SP_DEVICE_INTERFACE_DETAIL_DATA_W) BYTE bytes[1024];
+        auto* const detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_W*>(bytes);
+        detail->cbSize = sizeof *detail;
+        DWORD required = 0;
+        SetupDiGetDeviceInterfaceDetailW(list, &interfaceData, detail, sizeof bytes, &required, nullptr);
+        WCHAR id[1024];
+        SetupDiGetDeviceInstanceIdW(list, &data, id, 1024, &required);
+        for (const DWORD property : {SPDRP_FRIENDLYNAME, SPDRP_DEVICEDESC, SPDRP_ENUMERATOR_NAME}) {
+            BYTE value[1024];
+            DWORD type = 0;
+            if (!SetupDiGetDeviceRegistryPropertyW(list, &data, property, &type, nullptr, 0, &required) &&
+                GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
+                SetupDiGetDeviceRegistryPropertyW(list, &data, property, &type, value, required, &required);
+            }
+        }
+        records.push_back({simulation::fromWide(id), simulation::fromWide(detail->DevicePath)});
+    }
+    SetupDiDestroyDeviceInfoList(list);
+}
+
+std::vector<Text> readBareRelations(const BareDrive& drive) {
+    std::vector<Text> ids;
+    DEVINST node = 0;
+    CM_Locate_DevNodeW(&node, const_cast<WCHAR*>(wide(drive.id)), 0);
+    for (const ULONG filter : {CM_GETIDLIST_FILTER_REMOVALRELATIONS, CM_GETIDLIST_FILTER_BUSRELATIONS}) {
+        WCHAR id[1024];
+        ULONG units = 0;
+        CM_Get_Device_IDW(node, id, 1024, 0);
+        CM_Get_Device_ID_List_SizeW(&units, id, filter);
+        std::vector<WCHAR> list(units + 1);
+        CM_Get_Device_ID_ListW(id, list.data(), units, filter);
+        for (const WCHAR* each = list.data(); *each != 0; each += ids.back().size() + 1)
+            ids.push_back(simulation::fromWide(each));
+    }
+    return ids;
+}
+
+bool readBareNumber(HANDLE device, STORAGE_DEVICE_NUMBER& number) {
+    DWORD returned = 0;
+    return DeviceIoControl(device, IOCTL_STORAGE_GET_DEVICE_NUMBER, nullptr, 0, &number, sizeof number,
+                           &returned, nullptr) != 0;
+}
+
+// Which of all volumes have the drive's number, or else, when these are more, its records' volumes.
+std::vector<Text> findBareVolumesOf(const BareDrive& drive) {
+    std::vector<std::pair<DWORD, Text>> places;
+    for (BareVolume& volume : findBareVolumes()) {
+        const HANDLE handle = openForAttributes(wide(volume.path));
+        STORAGE_DEVICE_NUMBER number = {};
+        const bool known = readBareNumber(handle, number);
+        CloseHandle(handle);
+        if (known && GetDriveTypeW(wide(volume.name)) == DRIVE_FIXED)
+            places.emplace_back(number.DeviceNumber, std::move(volume.path));
+    }
+    std::vector<Text> ofNumber, ofRecord;
+    STORAGE_DEVICE_NUMBER own = {};
+    readBareNumber(drive.handle, own);
+    for (auto& [number, path] : places) {
+        if (number == own.DeviceNumber) ofNumber.push_back(std::move(path));
+    }
+
+    std::vector<BareRecord> records;
+    readBareRecords(GUID_DEVINTERFACE_VOLUME, records);
+    readBareRecords(GUID_DEVINTERFACE_HIDDEN_VOLUME, records);
+    std::unordered_map<Text, const Text*> paths;
+    for (BareRecord& record : records) paths.emplace(std::move(record.id), &record.path);
+    for (const Text& id : readBareRelations(drive)) {
+        const auto found = paths.find(id);
+        if (found == paths.end()) continue;
+        WCHAR name[MAX_PATH];
+        WCHAR mountPaths[MAX_PATH];
+        DWORD returned = 0;
+        GetVolumeNameForVolumeMountPointW(wide(*found->second + u"\\"), name, MAX_PATH);
+        GetVolumePathNamesForVolumeNameW(name, mountPaths, MAX_PATH, &returned);
+        ofRecord.push_back(*found->second);
+    }
+    return ofRecord.size() > ofNumber.size() ? ofRecord : ofNumber;
+}
+
+// The same drives for both ways.
+class DrivesOfBothWays {
+public:
+    DrivesOfBothWays() {
+        WindowsDeviceSet disks;
+        disks.appendDisks();
+        for (const libSysmira::WindowsDevice& disk : disks) {
+            m_drives.emplace_back(disk);
+            m_drives.back().volumes();
+            m_bare.push_back({m_drives.back().getHandle().get(), textOf(disk.getDeviceInstanceId())});
+        }
+    }
+
+    const char* difference(size_t drives, size_t volumesEach) {
+        if (m_drives.size() != drives) return "not every drive was found";
+        for (size_t i = 0; i < drives; ++i) {
+            std::vector<Text> ours;
+            for (const Volume& volume : m_drives[i].volumes()) ours.push_back(textOf(volume.getOSLocator()));
+            if (ours.size() != volumesEach || ours != findBareVolumesOf(m_bare[i]))
+                return "the library and the bare calls find different volumes of a drive";
+        }
+        std::vector<std::string> library = callsOf([&] { m_drives[0].update(/*flush=*/false); });
+        std::vector<std::string> bare = callsOf([&] { findBareVolumesOf(m_bare[0]); });
+        // Some are made in another order: lists are closed with the last record of theirs.
+        std::sort(library.begin(), library.end());
+        std::sort(bare.begin(), bare.end());
+        return library == bare ? nullptr : "the library and the bare loop make different calls";
+    }
+
+    void findByLibrary() {
+        for (WindowsDrive& drive : m_drives) drive.update(/*flush=*/false);
+        benchmark::DoNotOptimize(m_drives.back().volumes().size());
+    }
+    void findBare() {
+        for (const BareDrive& drive : m_bare) benchmark::DoNotOptimize(findBareVolumesOf(drive).data());
+    }
+
+private:
+    std::vector<WindowsDrive> m_drives;
+    std::vector<BareDrive> m_bare;
+};
+
+void volumesOfDrives(benchmark::State& state) {
+    const auto count = static_cast<unsigned>(state.range(0));
+    constexpr unsigned VolumesEach = 10;
+    addVolumes(count * VolumesEach, count, /*records=*/true);
+    DrivesOfBothWays drives;
+    if (const char* const difference = drives.difference(count, VolumesEach))
+        return state.SkipWithError(difference);
+    benchmarks::compare(
+        state, [&] { drives.findByLibrary(); }, [&] { drives.findBare(); });
+}
+BENCHMARK(volumesOfDrives)->Arg(100)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -459,7 +459,7 @@ TEST_F(DriveSectors, AreFoundAsByALinearSearch) {
     for (unsigned round = 0; round < 40; ++round) {
         simulation::reset();
         addDrive(1);
-        const unsigned volumes = 1 + round % 3, extents = round < 20 ? 3 : 30;
+        const unsigned volumes = 1 + round % 3, extents = round < 20 ? 3 : 70;
         for (unsigned v = 0; v < volumes; ++v) {
             simulation::Volume& model = addVolume(v, {});
             model.bytesPerSector = round % 5 == 0 && v == 1 ? 1024 : 512;
@@ -468,7 +468,7 @@ TEST_F(DriveSectors, AreFoundAsByALinearSearch) {
             model.extents.clear();
             for (unsigned i = 0; i < extents; ++i)
                 model.extents.push_back(
-                    extent(1, below(2000) * 256, below(round % 2 != 0 ? 3000 : 150) * 128));
+                    extent(1, below(2000) * 256, below(round % 2 != 0 ? 3000 : 150) * 128 + below(2)));
             for (ULONGLONG c = 0; c < model.clusters; c += 1 + static_cast<ULONGLONG>(below(4)))
                 model.used.push_back({c, 1});
         }
