@@ -23,6 +23,12 @@ HandleTable<VolumeSearch>& searches() {
 
 bool endsWithBackslash(const Text& path) { return !path.empty() && path.back() == u'\\'; }
 
+// "\\?\Volume{…}\": neither a mount point nor the path that opens the volume.
+bool isVolumeName(const Text& path) {
+    constexpr std::u16string_view Head = u"\\\\?\\Volume{";
+    return endsWithBackslash(path) && equalNoCase(std::u16string_view(path).substr(0, Head.size()), Head);
+}
+
 // Copies a text with its terminator; false when it does not fit.
 bool copyText(const Call& call, const Text& text, LPWSTR buffer, DWORD units) {
     return copyOut(call, text.c_str(), (text.size() + 1) * sizeof(WCHAR), buffer,
@@ -126,9 +132,9 @@ SIMULATED(BOOL, WINAPI, GetVolumeInformationW,
     if (volume == nullptr) return call.fails<BOOL>(error);
     if (volume->fileSystem.empty()) return call.fails<BOOL>(ERROR_UNRECOGNIZED_VOLUME);
     if (label != nullptr && !copyText(call, volume->label, label, labelUnits))
-        return call.fails<BOOL>(ERROR_MORE_DATA);
+        return call.fails<BOOL>(ERROR_BAD_LENGTH);
     if (fileSystem != nullptr && !copyText(call, volume->fileSystem, fileSystem, fileSystemUnits))
-        return call.fails<BOOL>(ERROR_MORE_DATA);
+        return call.fails<BOOL>(ERROR_BAD_LENGTH);
     if (call.distorted(Distortion::NothingWritten)) return call.returns<BOOL>(TRUE);
     if (serial != nullptr) *serial = volume->serial;
     if (componentLength != nullptr) *componentLength = 255;
@@ -165,7 +171,7 @@ SIMULATED(BOOL, WINAPI, GetVolumePathNamesForVolumeNameW,
     Call call(function, name, units);
     if (const auto fault = call.fault<BOOL>()) return *fault;
     const Text path = fromWide(name);
-    if (!endsWithBackslash(path)) return call.fails<BOOL>(ERROR_INVALID_NAME);
+    if (!isVolumeName(path)) return call.fails<BOOL>(ERROR_INVALID_NAME);
     const Volume* const volume = machine().storage.mounted(path);
     if (volume == nullptr) return call.fails<BOOL>(ERROR_FILE_NOT_FOUND);
     Text list;

@@ -1,5 +1,5 @@
-// The machine of the contract tests on volumes: one with a system drive C: and none called Q:.
+// The volumes that the contract is checked on: that of C:, the first partition of a drive, and no Q:. A real
+// system has it of itself.
 #pragma once
 
-/// In the simulation puts it up; Wine has one.
 void prepareVolumeContractMachine();
