@@ -25,7 +25,7 @@ if(WIN32)
     target_link_options(sysmira_settings INTERFACE -Wl,--no-insert-timestamp)
     # setupapi comes first: the CM_ functions are taken from it, which every Windows has had.
     set(SYSMIRA_WINDOWS_LIBRARIES sysmira_identifiers setupapi cfgmgr32 version ole32 oleaut32 wbemuuid uuid
-        advapi32 user32 shell32)
+        advapi32 user32 shell32 wevtapi)
 else()
     # The Windows headers in their LP64 mode, read after the system's own; wchar_t as wide as WCHAR.
     target_compile_options(sysmira_settings INTERFACE -fshort-wchar
@@ -98,15 +98,19 @@ function(sysmira_test name)
     add_test(NAME ${name} COMMAND ${name})
 endfunction()
 
-# sysmira_fuzz_target(NAME SOURCES...): the program NAME_replay, which runs the sources over fuzz/corpus/NAME,
-# and, for searching on, NAME_fuzz when libFuzzer is there (SYSMIRA_FUZZ).
+# sysmira_fuzz_target(NAME SOURCES... [CHANGES]): the program NAME_replay, which runs the sources over
+# fuzz/corpus/NAME, and, for searching on, NAME_fuzz when libFuzzer is there (SYSMIRA_FUZZ). CHANGES: each byte of
+# the seeds is changed, too.
 function(sysmira_fuzz_target name)
-    add_executable(${name}_replay ${ARGN} ${PROJECT_SOURCE_DIR}/fuzz/replay.cpp)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "CHANGES" "" "")
+    set(sources ${arg_UNPARSED_ARGUMENTS})
+    add_executable(${name}_replay ${sources} ${PROJECT_SOURCE_DIR}/fuzz/replay.cpp)
     sysmira_test_program(${name}_replay)
     target_link_libraries(${name}_replay PRIVATE sysmira_settings sysmira_simulated sysmira_packages)
-    add_test(NAME ${name}_replay COMMAND ${name}_replay ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+    add_test(NAME ${name}_replay COMMAND ${name}_replay $<$<BOOL:${arg_CHANGES}>:--changes>
+        ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name} COMMAND_EXPAND_LISTS)
     if(SYSMIRA_FUZZ)
-        add_executable(${name}_fuzz ${ARGN})
+        add_executable(${name}_fuzz ${sources})
         target_link_libraries(${name}_fuzz PRIVATE sysmira_settings sysmira_simulated sysmira_packages)
         target_link_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
     endif()

@@ -1,6 +1,8 @@
 # The suites of ./test and how they are counted; read by it with $here, $host, $threads, $windows and $results set.
 
 replays="MultiString Location RegistryValue MachineFile Wql Storage DisplayMatching Edid"
+# Those whose seeds are short and quick enough to change each byte of.
+changing_replays="EventMessage EventRecords EventValues EventXPath"
 
 on_linux() {
     export ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1
@@ -10,6 +12,9 @@ on_linux() {
     suite contract "$host/contract"
     for name in $replays; do
         check "the fuzz seeds of $name" "$host/${name}_replay" "$here/fuzz/corpus/$name"
+    done
+    for name in $changing_replays; do
+        check "the fuzz seeds of $name, each byte changed" "$host/${name}_replay" --changes "$here/fuzz/corpus/$name"
     done
     check "sysmira prints the bundled PC as text" prints_devices
     check "sysmira prints the bundled PC as JSON" prints_json
@@ -31,6 +36,9 @@ on_windows() {
     suite windows_tests in_wine windows_tests.exe
     for name in $replays; do
         check "the fuzz seeds of $name" in_wine "${name}_replay.exe" "$here/fuzz/corpus/$name"
+    done
+    for name in $changing_replays; do
+        check "the fuzz seeds of $name, each byte changed" in_wine "${name}_replay.exe" --changes "$here/fuzz/corpus/$name"
     done
     check "the simulation takes every call of a function that it owns" simulation_takes_calls
     check "the DLLs export their public classes and nothing of the run-time library" exports_are_public
@@ -211,7 +219,7 @@ exports_are_public() {
 imports_are_windows() {
     local dll
     for dll in common.dll Sysmira.dll; do
-        if imports $dll | grep -viE '^(kernel32|advapi32|setupapi|cfgmgr32|version|ole32|oleaut32|user32|shell32|msvcrt)\.dll$' |
+        if imports $dll | grep -viE '^(kernel32|advapi32|setupapi|cfgmgr32|version|ole32|oleaut32|user32|shell32|wevtapi|msvcrt)\.dll$' |
             grep -vE '^(libstdc\+\+-6|libgcc_s_seh-1|libwinpthread-1|common)\.dll$'; then
             return 1
         fi

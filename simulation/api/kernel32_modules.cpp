@@ -1,6 +1,7 @@
 // DLLs that are files of the simulated PC. Others are the system's.
 #include <algorithm>
 
+#include "simulation/api/Modules.h"
 #include "simulation/api/RealFunction.h"
 #include "simulation/control/Call.h"
 #include "simulation/control/HandleTable.h"
@@ -33,10 +34,10 @@ Text fullPath(Text name) {
 
 // Windows counts how often a module was loaded; here each loading has a handle of its own, so that the ledger
 // tells who did not free it.
-HMODULE load(Call& call, LPCWSTR name) {
+HMODULE load(Call& call, LPCWSTR name, DWORD notFound = ERROR_MOD_NOT_FOUND) {
     if (name == nullptr) return call.fails<HMODULE>(ERROR_INVALID_PARAMETER);
     const auto found = machine().files.find(fullPath(fromWide(name)));
-    if (found == machine().files.end()) return call.fails<HMODULE>(ERROR_MOD_NOT_FOUND);
+    if (found == machine().files.end()) return call.fails<HMODULE>(notFound);
     if (!found->second.image) return call.fails<HMODULE>(ERROR_BAD_EXE_FORMAT);
     return call.returns(static_cast<HMODULE>(
         loadedModules().add(std::make_unique<LoadedModule>(LoadedModule{found->first}), call.name())));
@@ -53,10 +54,15 @@ bool isOurs(LPCWSTR name) {
     return machine().files.count(fullPath(fromWide(name))) != 0;
 }
 
-const std::vector<long long> loadCodes = {ERROR_MOD_NOT_FOUND, ERROR_BAD_EXE_FORMAT, ERROR_NOT_ENOUGH_MEMORY,
-                                          ERROR_DLL_INIT_FAILED};
+const std::vector<long long> loadCodes = {ERROR_MOD_NOT_FOUND, ERROR_FILE_NOT_FOUND, ERROR_BAD_EXE_FORMAT,
+                                          ERROR_NOT_ENOUGH_MEMORY, ERROR_DLL_INIT_FAILED};
 
 }  // namespace
+
+const Text* loadedModulePath(const void* module, const char* function) {
+    const LoadedModule* const loaded = loadedModules().find(module, function);
+    return loaded != nullptr ? &loaded->path : nullptr;
+}
 
 }  // namespace simulation
 
@@ -79,7 +85,9 @@ SIMULATED(HMODULE, WINAPI, LoadLibraryExW, (LPCWSTR name, HANDLE file, DWORD fla
     Call call(function, name, flags);
     if (const auto fault = call.fault<HMODULE>()) return *fault;
     if (file != nullptr) return call.fails<HMODULE>(ERROR_INVALID_PARAMETER);
-    return load(call, name);
+    // Data files are opened, not searched for by the loader.
+    constexpr DWORD asData = LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE;
+    return load(call, name, (flags & asData) != 0 ? ERROR_FILE_NOT_FOUND : ERROR_MOD_NOT_FOUND);
 }
 
 SIMULATED(BOOL, WINAPI, FreeLibrary, (HMODULE module)) {

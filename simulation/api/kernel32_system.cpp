@@ -1,5 +1,6 @@
 // Environment, system folder, debugger output and sleep of the simulated PC.
 #include "simulation/api/DebuggerOutput.h"
+#include "simulation/api/Environment.h"
 #include "simulation/control/Call.h"
 #include "simulation/control/Clock.h"
 #include "simulation/machine/Machine.h"
@@ -46,6 +47,7 @@ Text expand(const Text& text) {
 }  // namespace
 
 const std::string& debuggerOutput() { return theOutput(); }
+Text expandEnvironment(const Text& text) { return expand(text); }
 
 }  // namespace simulation
 

@@ -38,6 +38,16 @@ const char* toString(Resource resource) {
             return "BSTR";
         case Resource::SafeArray:
             return "SAFEARRAY";
+        case Resource::EventLog:
+            return "event log";
+        case Resource::EventQuery:
+            return "event query";
+        case Resource::Event:
+            return "event";
+        case Resource::EventRenderContext:
+            return "event render context";
+        case Resource::EventPublisherMetadata:
+            return "event publisher metadata";
     }
     return "unknown resource";
 }

@@ -26,6 +26,11 @@ enum class Resource {
     WmiCallResult,
     Bstr,
     SafeArray,
+    EventLog,
+    EventQuery,
+    Event,
+    EventRenderContext,
+    EventPublisherMetadata,
 };
 const char* toString(Resource resource);
 

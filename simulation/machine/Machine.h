@@ -11,6 +11,7 @@
 
 #include "simulation/control/Text.h"
 #include "simulation/machine/Display.h"
+#include "simulation/machine/EventLogs.h"
 #include "simulation/machine/Storage.h"
 #include "simulation/machine/Wmi.h"
 #include "support/WindowsApi.h"
@@ -101,6 +102,7 @@ struct File {
     std::optional<Bytes> versionBlock;  ///< instead of a well-formed resource: these bytes
     bool image = false;                 ///< a DLL that LoadLibraryW loads
     std::map<std::string, void*> symbols;
+    std::optional<std::map<DWORD, Text>> messages;  ///< its message table, by message ID
 };
 
 class Machine {
@@ -119,6 +121,7 @@ public:
     bool noDeviceTree = false;
     /// What the configuration manager answers when a property does not fit; some say CR_OUT_OF_MEMORY.
     CONFIGRET propertyDoesNotFit = CR_BUFFER_SMALL;
+    EventLogs events;
 
     /// Adds a device below a parent and gives the node as kept; references stay valid. Parent 0: the first
     /// such device is the tree's root, later ones are its children. A phantom has no place in the tree, and

@@ -4,6 +4,7 @@
 
 #include "simulation/machine/DeviceFile.h"
 #include "simulation/machine/DisplayFile.h"
+#include "simulation/machine/EventLogFile.h"
 #include "simulation/machine/JsonText.h"
 #include "simulation/machine/StorageFile.h"
 #include "simulation/machine/WmiFile.h"
@@ -48,10 +49,14 @@ void readKey(const std::string& path, const JsonPlace& place, Machine& machine) 
 }
 
 void readFile(const JsonPlace& place, Machine& machine) {
-    place.allowOnly({"path", "version", "image", "versionBlock"});
+    place.allowOnly({"path", "version", "image", "messages", "versionBlock"});
     File file;
     if (const auto version = place.member("version")) file.version = version->version();
     if (const auto block = place.member("versionBlock")) file.versionBlock = block->hex();
+    if (const auto messages = place.member("messages")) {
+        file.messages = readMessages(*messages);
+        file.image = true;  // tables stand in images
+    }
     if (const auto image = place.member("image")) file.image = image->truth();
     const JsonPlace pathPlace = place.required("path", "the file's full path");
     const Text path = pathPlace.text("a full path like \"C:\\Windows\\notepad.exe\"");
@@ -63,7 +68,7 @@ void readFile(const JsonPlace& place, Machine& machine) {
 Machine read(const JsonPlace& file) {
     file.allowOnly({"name", "setupClasses", "devices", "registry", "files", "environment", "noDeviceTree",
                     "wmi", "disks", "volumes", "networkDrives", "otherDrives", "systemDirectory",
-                    "programPath", "displays"});
+                    "programPath", "displays", "eventLogs"});
     Machine machine;
     if (const auto name = file.member("name")) machine.name = name->text();
     if (const auto truth = file.member("noDeviceTree")) machine.noDeviceTree = truth->truth();
@@ -91,6 +96,7 @@ Machine read(const JsonPlace& file) {
         machine.storage.networkLetters = readLetters(*letters);
     if (const auto letters = file.member("otherDrives")) machine.storage.otherLetters = readLetters(*letters);
     if (const auto wmi = file.member("wmi")) readWmi(*wmi, machine.wmi);
+    if (const auto logs = file.member("eventLogs")) readEventLogs(*logs, machine.events);
     // Devices find classes and registry in place.
     if (const auto devices = file.member("devices")) readDevices(*devices, machine);
     // Disks and volumes have the interfaces of devices.

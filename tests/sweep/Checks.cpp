@@ -59,6 +59,14 @@ Check linesMayLose(const std::vector<std::string>& substitutes) {
     };
 }
 
+Check beginningOfIt() {
+    return [](const Result& result, const Result& clean, Failure failure) -> std::string {
+        if (failure == Failure::Deception) return {};
+        if (clean.output.compare(0, result.output.size(), result.output) == 0) return {};
+        return "the output is \"" + result.output + "\"";
+    };
+}
+
 Check someOfTheDevices() {
     return [](const Result& result, const Result&, Failure failure) -> std::string {
         if (failure == Failure::Deception) return {};

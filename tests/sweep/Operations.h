@@ -20,6 +20,7 @@ std::vector<Operation> driverPackageOperations();
 std::vector<Operation> storageOperations();
 std::vector<Operation> wmiOperations();
 std::vector<Operation> displayOperations();
+std::vector<Operation> eventOperations();
 
 /// A PC with a bus, a controller, a disk with everything a device can have, a hidden volume, an absent, a
 /// disabled and a floppy device.

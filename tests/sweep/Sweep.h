@@ -35,6 +35,8 @@ struct Operation {
     Result (*run)();
     Check check;
     MayThrow mayThrow = throwsNothing;
+    /// What it leaves open on purpose when memory lacks, as the ledger describes it.
+    const char* leavesWithoutMemory = "";
 };
 
 /// All operations of the library and its support library.
@@ -49,6 +51,8 @@ Check clearedOnFailure();
 Check keptOnFailure(const std::string& before);
 /// The output is lines "label: value"; each is the undisturbed one, or its value is one of these or empty.
 Check linesMayLose(const std::vector<std::string>& substitutes);
+/// The output is the beginning of the undisturbed one: an enumeration that fails looks like one that ends.
+Check beginningOfIt();
 /// The output is one device instance ID a line: known to the machine, each once, some perhaps missing.
 Check someOfTheDevices();
 /// The output is whatever the operation documents for it.

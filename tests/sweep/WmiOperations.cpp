@@ -67,15 +67,6 @@ bool throwsAsEmbeddedObjectsDo(const std::exception& exception, Failure failure)
             throwsAsComDoes(exception, failure));
 }
 
-// The output is the beginning of the undisturbed one: an enumeration that fails looks like one that ends.
-Check beginningOfIt() {
-    return [](const Result& result, const Result& clean, Failure failure) -> std::string {
-        if (failure == Failure::Deception) return {};
-        if (clean.output.compare(0, result.output.size(), result.output) == 0) return {};
-        return "the output is \"" + result.output + "\"";
-    };
-}
-
 bool find(WmiObject& thing) {
     WmiNamespace wmi;
     WmiQueryResult result;

@@ -6,11 +6,14 @@
 #include <optional>
 
 #include "support/LogFactory.h"
+#include "tools/sysmira/ChannelCommand.h"
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/DeviceCommand.h"
 #include "tools/sysmira/DevicesCommand.h"
+#include "tools/sysmira/DiagnosticsCommand.h"
 #include "tools/sysmira/DisplaysCommand.h"
 #include "tools/sysmira/DrivesCommand.h"
+#include "tools/sysmira/EventsCommand.h"
 #include "tools/sysmira/Output.h"
 #include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Target.h"
@@ -34,6 +37,8 @@ struct Request {
     DrivesRequest drives;
     SectorRequest sector;
     DisplaysRequest displays;
+    ChannelRequest channel;
+    EventsRequest events;
 };
 
 // The library's log lines on stderr, for as long as it lives; without a priority nothing changes.
@@ -64,6 +69,18 @@ private:
 auto notEmpty(const char* expected) {
     return [expected](const std::string& value) {
         return value.empty() ? std::string("found nothing, expected ") + expected : std::string();
+    };
+}
+
+// A check that a value is a decimal number of a range.
+auto number(unsigned least, unsigned most) {
+    return [least, most](const std::string& value) {
+        unsigned long long found = 0;
+        const bool isNumber = zor::String::fromUTF8(value).toUint64(found, 10) == zor::String::ParseSuccess;
+        return isNumber && found >= least && found <= most
+                   ? std::string()
+                   : "found \"" + value + "\", expected a number from " + std::to_string(least) + " to " +
+                         std::to_string(most);
     };
 }
 
@@ -121,6 +138,9 @@ public:
         addDrives();
         addSector();
         addDisplays();
+        addEvents();
+        addChannel();
+        addDiagnostics();
     }
 
     // Gives the text of --help or --version when that was asked for. Throws CommandFailure.
@@ -153,6 +173,9 @@ public:
         if (m_drives->parsed()) return runDrives(m_request.drives, output);
         if (m_sector->parsed()) return runSector(m_request.sector, output);
         if (m_displays->parsed()) return runDisplays(m_request.displays, output);
+        if (m_events->parsed()) return runEvents(m_request.events, output);
+        if (m_channel->parsed()) return runChannel(m_request.channel, output);
+        if (m_diagnostics->parsed()) return runDiagnostics(output);
         runDevices(selections(), output);
     }
 
@@ -263,6 +286,61 @@ private:
             ->disable_flag_override();
     }
 
+    void addEvents() {
+        EventsRequest& events = m_request.events;
+        m_events = addSubcommand("events", "Records of a classic event log, oldest first");
+        m_events->add_option("LOG", events.log, "The log: System, Application ...")->type_name("");
+        m_events->add_option("--code", events.code, "Only events of this code (the low 16 bits of the ID)")
+            ->type_name("N")
+            ->take_last()
+            ->check(number(0, 0xFFFF));
+        m_events->add_option("--category", events.category, "Only events of this category")
+            ->type_name("N")
+            ->take_last()
+            ->check(number(0, 0xFFFF));
+        m_events->add_option("--source", events.source, "Only events of this source (letter case counts)")
+            ->type_name("NAME")
+            ->take_last();
+        m_events
+            ->add_option("--type", events.type,
+                         "Only errors, or: Warning, Information, Success, Failure Audit")
+            ->type_name("NAME")
+            ->take_last()
+            ->check(notEmpty("a type of events"));
+        m_events->add_option("--limit", events.limit, "End after so many records")
+            ->type_name("N")
+            ->take_last()
+            ->check(number(1, 0xFFFFFFFF));
+        m_events->add_flag("--messages", events.messages, "Show the events' messages")
+            ->disable_flag_override();
+    }
+
+    void addChannel() {
+        ChannelRequest& channel = m_request.channel;
+        m_channel = addSubcommand("channel", "Events of a channel of the event service, newest first");
+        m_channel->add_option("CHANNEL", channel.channel, "The channel's path, e.g. System")->type_name("");
+        m_channel
+            ->add_option("XPATH", channel.query, "Which events, e.g. \"*[System/Level=1]\" (default: all)")
+            ->type_name("");
+        m_channel->add_flag("--oldest-first", channel.oldestFirst, "Turn the order round")
+            ->disable_flag_override();
+        m_channel->add_flag("--xml", channel.xml, "Show the whole events, as XML")->disable_flag_override();
+        m_channel
+            ->add_option("--value", channel.valuePaths,
+                         "Show this value, e.g. Event/System/EventID; may be given several times")
+            ->type_name("PATH")
+            ->expected(1)
+            ->take_all()
+            ->check(notEmpty("the path of a value"));
+        m_channel->add_flag("--messages", channel.messages, "Show the events' messages and their data too")
+            ->disable_flag_override();
+    }
+
+    void addDiagnostics() {
+        m_diagnostics =
+            addSubcommand("diagnostics", "What Windows' own memory test and disk diagnostics have found");
+    }
+
     // In the order of the arguments.
     std::vector<DeviceSelection> selections() const {
         std::vector<DeviceSelection> result;
@@ -305,7 +383,8 @@ private:
             candidates = knownOptions();
         } else if (chosen.empty()) {
             what = "unknown subcommand";
-            candidates = {"tree", "devices", "device", "wmi", "displays", "volumes", "drives", "sector"};
+            candidates = {"tree",   "devices", "device", "wmi",     "displays",   "volumes",
+                          "drives", "sector",  "events", "channel", "diagnostics"};
         }
         const std::string guess = nearest(argument.substr(0, argument.find('=')), candidates);
         throw CommandFailure(WrongUsage, what + " \"" + argument + "\"; " +
@@ -323,6 +402,9 @@ private:
     CLI::App* m_drives = nullptr;
     CLI::App* m_sector = nullptr;
     CLI::App* m_displays = nullptr;
+    CLI::App* m_events = nullptr;
+    CLI::App* m_channel = nullptr;
+    CLI::App* m_diagnostics = nullptr;
     CLI::Option* m_enumerators = nullptr;
 };
 

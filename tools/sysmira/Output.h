@@ -21,6 +21,8 @@ public:
     void printDocument(const nlohmann::ordered_json& document);
     /// A sentence on stderr beside the result.
     void remark(std::string_view sentence) { writeSentence(m_err, sentence); }
+    /// Where sentences go.
+    std::ostream& errors() { return m_err; }
 
 private:
     std::ostream& m_out;

@@ -22,6 +22,9 @@ private:
     unsigned m_before = 0;
 };
 
+/// Whether somebody may be watching what goes to stderr.
+bool errorsGoToTerminal();
+
 /// Whether the PC can be chosen (option --machine).
 bool canChooseMachine();
 /// Makes the PC of a machine file, or the bundled one when `file` is empty, the one that is asked. Throws

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -25,6 +27,13 @@ std::string readFile(const std::string& path) {
     return text.str();
 }
 
+// As it stands before anything is done with it; read once.
+const simulation::Machine& bundled() {
+    static const simulation::Machine pc =
+        simulation::readMachine(simulation::bundledMachine(), "bundled.json");
+    return pc;
+}
+
 }  // namespace
 
 std::vector<std::string> programArguments(int count, char** arguments) {
@@ -34,13 +43,13 @@ std::vector<std::string> programArguments(int count, char** arguments) {
 Utf8Console::Utf8Console() = default;
 Utf8Console::~Utf8Console() = default;
 
+bool errorsGoToTerminal() { return isatty(STDERR_FILENO) != 0; }
+
 bool canChooseMachine() { return true; }
 
 void chooseMachine(const std::string& file) {
     try {
-        simulation::machine() = file.empty()
-                                    ? simulation::readMachine(simulation::bundledMachine(), "bundled.json")
-                                    : simulation::readMachine(readFile(file), file);
+        simulation::machine() = file.empty() ? bundled() : simulation::readMachine(readFile(file), file);
     } catch (const simulation::MachineFileError& error) {
         throw CommandFailure(NotRead, error.what());
     }

@@ -33,6 +33,11 @@ Utf8Console::~Utf8Console() {
     if (m_before != 0) SetConsoleOutputCP(m_before);
 }
 
+bool errorsGoToTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != FALSE;
+}
+
 bool canChooseMachine() { return false; }
 
 void chooseMachine(const std::string&) {}

@@ -1,0 +1,25 @@
+// Times and messages of events, as text and as JSON.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "support/DateTime.h"
+#include "support/String.h"
+#include "support/WindowsApi.h"
+
+namespace sysmira {
+
+/// "2026-02-03T04:05:06", with ".789000" behind it when there are microseconds; null when empty.
+nlohmann::ordered_json timeToJson(const zor::DateTime& time);
+
+/// A message without the line ends and terminators behind it, its lines parted by "\n".
+std::string messageText(const zor::String& message);
+
+/// The lines of a text, made printable; from the second on, each is indented.
+std::string printableLines(const std::string& text, std::size_t indent);
+
+/// "Access is denied (5)": what Windows says about a code.
+std::string describeError(DWORD error);
+
+}  // namespace sysmira
