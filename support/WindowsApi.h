@@ -51,11 +51,13 @@
 // clang-format off
 #include <windows.h>
 #include <cfgmgr32.h>
+#include <delayimp.h>
 #include <ntddpar.h>
 #include <ntddscsi.h>
 #include <ntddvdeo.h>
 #include <oleauto.h>
 #include <pdh.h>
+#include <pdhmsg.h>
 #include <poclass.h>
 #include <propsys.h>
 #include <regstr.h>

@@ -1,6 +1,6 @@
 # The suites of ./test and how they are counted; read by it with $here, $host, $threads, $windows and $results set.
 
-replays="MultiString Location RegistryValue MachineFile Wql Storage DisplayMatching Edid"
+replays="MultiString Location RegistryValue MachineFile Wql Storage DisplayMatching Edid NameTable"
 # Those whose seeds are short and quick enough to change each byte of.
 changing_replays="EventMessage EventRecords EventValues EventXPath"
 
@@ -20,6 +20,8 @@ on_linux() {
     check "sysmira prints the bundled PC as JSON" prints_json
     check "sysmira reads EDIDs as edid-decode does" "$here/tests/compareEdid.py" "$host/sysmira" "$here"/fuzz/corpus/Edid/*
     check "sysmira draws the desktop and logs how long WMI took" draws_desktop
+    check "sysmira reads German counters by English names" reads_counters
+    check "sysmira draws a trend on a terminal, and nowhere else" draws_trends
     check "sysmira refuses what it does not know" refuses
     check "the example prepare-drive keeps off what it must not touch, and unlocks" prepares_a_drive
     check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
@@ -48,6 +50,8 @@ on_windows() {
     check "sysmira.exe shows the volumes of this system" shows_wine_volumes
     check "sysmira.exe shows the EDID in this system's registry" shows_wine_edid
     check "display functions and sysmira.exe find two monitors" two_monitors
+    check "Sysmira.dll loads pdh.dll when it needs it, and does without" pdh_is_delayed
+    check "sysmira.exe reads the up time of this system" reads_up_time
 }
 
 # Counting. A suite counts with its cases, a check as one.
@@ -161,6 +165,21 @@ draws_desktop() {
     expect 0 "$host/sysmira" displays --picture && has "$out" 'DISPLAY1 .*DISPLAY2' && [ -z "$err" ] &&
         expect 0 "$host/sysmira" --log 1 displays --edid && has "$err" '122 Wmi-EDID fetch took: [0-9.]+ seconds' &&
         has "$out" 'DisplayID Extension Block'
+}
+
+reads_counters() {
+    local load='Processor(_Total)\% Processor Time'
+    expect 0 "$host/sysmira" counters && has "$out" '^Processor$' && [ -z "$err" ] &&
+        expect 0 "$host/sysmira" counters Processor --json && has "$out" '"localizedName": "Prozessor"' &&
+        expect 0 "$host/sysmira" counters "$load" --every 0.05 --samples 3 && [ "$(wc -l <<<"$out")" -eq 4 ] &&
+        expect 1 "$host/sysmira" counters 'Procesor(_Total)\% Processor Time' && has "$err" 'mean "Processor"' && [ -z "$out" ]
+}
+
+draws_trends() {
+    local counters=("$host/sysmira" counters 'System\Processor Queue Length' --every 0.05 --samples 5)
+    expect 0 "${counters[@]}" && ! grep -q '[▁█]' <<<"$out" &&
+        expect 0 python3 -c 'import pty, sys; sys.exit(pty.spawn(sys.argv[1:]) >> 8)' "${counters[@]}" &&
+        has "$out" '3 +▁▁▃▁█'
 }
 
 refuses() {
@@ -284,4 +303,20 @@ two_monitors() {
     kill $xvfb
     wait $xvfb 2>/dev/null
     return $status
+}
+
+pdh_is_delayed() {
+    x86_64-w64-mingw32-nm "$windows/Sysmira.dll" | grep -q __DELAY_IMPORT_DESCRIPTOR_ || { echo "not delayed"; return 1; }
+    ! imports Sysmira.dll | grep -i pdh && ! imports sysmira.exe | grep -i pdh &&
+        WINEDLLOVERRIDES=pdh= expect 0 in_wine sysmira.exe counters && has "$err" 'no performance objects' &&
+        WINEDLLOVERRIDES=pdh= expect 1 in_wine sysmira.exe counters 'System\System Up Time' && [ -z "$out" ]
+}
+
+# Beside the program lies a pdh.dll that adds to the system the names that are needed and missing.
+reads_up_time() {
+    local folder=$results/up-time
+    mkdir -p "$folder" && cp "$windows"/*.dll "$windows/sysmira.exe" "$windows/counter-names/pdh.dll" "$folder" &&
+        SYSMIRA_WINE=$windows WINEDLLOVERRIDES=pdh=n,b expect 0 \
+            "$here/cmake/in-wine" "$folder/sysmira.exe" counters 'System\System Up Time' --json &&
+        has "$out" '"value":[0-9]+\}' && [ -z "$err" ]
 }

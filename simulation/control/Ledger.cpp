@@ -22,6 +22,10 @@ const char* toString(Resource resource) {
             return "volume lock";
         case Resource::LocalAllocation:
             return "local allocation";
+        case Resource::CounterQuery:
+            return "counter query";
+        case Resource::Counter:
+            return "counter";
         case Resource::ComInitialization:
             return "COM initialisation";
         case Resource::WmiLocator:

@@ -18,6 +18,8 @@ enum class Resource {
     VolumeSearch,
     VolumeLock,
     LocalAllocation,
+    CounterQuery,
+    Counter,  ///< closed with its query
     ComInitialization,  ///< one for each successful CoInitializeEx
     WmiLocator,
     WmiServices,

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "simulation/control/Text.h"
+#include "simulation/machine/Counters.h"
 #include "simulation/machine/Display.h"
 #include "simulation/machine/EventLogs.h"
 #include "simulation/machine/Storage.h"
@@ -115,6 +116,7 @@ public:
     Text systemDirectory = u"C:\\Windows\\system32";
     Text programPath = u"C:\\Program Files\\Sysmira\\sysmira.exe";  ///< of the process that asks
     Storage storage;
+    CounterModel counters;
     WmiNamespaces wmi;  ///< by path: u"root\\cimv2"; look-up takes slashes either way
     std::vector<DisplayOutput> displays;
     /// An error of CM_Get_DevNode_* and of the tree's root: what a machine without a device tree answers.

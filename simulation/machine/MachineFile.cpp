@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulation/machine/CounterFile.h"
 #include "simulation/machine/DeviceFile.h"
 #include "simulation/machine/DisplayFile.h"
 #include "simulation/machine/EventLogFile.h"
@@ -68,7 +69,7 @@ void readFile(const JsonPlace& place, Machine& machine) {
 Machine read(const JsonPlace& file) {
     file.allowOnly({"name", "setupClasses", "devices", "registry", "files", "environment", "noDeviceTree",
                     "wmi", "disks", "volumes", "networkDrives", "otherDrives", "systemDirectory",
-                    "programPath", "displays", "eventLogs"});
+                    "programPath", "displays", "eventLogs", "counters"});
     Machine machine;
     if (const auto name = file.member("name")) machine.name = name->text();
     if (const auto truth = file.member("noDeviceTree")) machine.noDeviceTree = truth->truth();
@@ -95,6 +96,7 @@ Machine read(const JsonPlace& file) {
     if (const auto letters = file.member("networkDrives"))
         machine.storage.networkLetters = readLetters(*letters);
     if (const auto letters = file.member("otherDrives")) machine.storage.otherLetters = readLetters(*letters);
+    if (const auto counters = file.member("counters")) readCounters(*counters, machine);
     if (const auto wmi = file.member("wmi")) readWmi(*wmi, machine.wmi);
     if (const auto logs = file.member("eventLogs")) readEventLogs(*logs, machine.events);
     // Devices find classes and registry in place.

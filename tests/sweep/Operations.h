@@ -17,6 +17,7 @@ std::vector<Operation> deviceTreeOperations();
 std::vector<Operation> deviceRecordOperations();
 std::vector<Operation> deviceSetOperations();
 std::vector<Operation> driverPackageOperations();
+std::vector<Operation> counterOperations();
 std::vector<Operation> storageOperations();
 std::vector<Operation> wmiOperations();
 std::vector<Operation> displayOperations();

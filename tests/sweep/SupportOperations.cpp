@@ -102,9 +102,10 @@ std::vector<Operation> supportOperations() {
 const std::vector<Operation>& operations() {
     static const std::vector<Operation> all = [] {
         std::vector<Operation> table;
-        for (const auto& part : {supportOperations(), deviceRecordOperations(), deviceSetOperations(),
-                                 deviceTreeOperations(), displayOperations(), driverPackageOperations(),
-                                 eventOperations(), storageOperations(), wmiOperations()}) {
+        for (const auto& part :
+             {supportOperations(), counterOperations(), deviceRecordOperations(), deviceSetOperations(),
+              deviceTreeOperations(), displayOperations(), driverPackageOperations(), eventOperations(),
+              storageOperations(), wmiOperations()}) {
             table.insert(table.end(), part.begin(), part.end());
         }
         return table;

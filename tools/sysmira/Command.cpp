@@ -8,6 +8,7 @@
 #include "support/LogFactory.h"
 #include "tools/sysmira/ChannelCommand.h"
 #include "tools/sysmira/CommandFailure.h"
+#include "tools/sysmira/CountersCommand.h"
 #include "tools/sysmira/DeviceCommand.h"
 #include "tools/sysmira/DevicesCommand.h"
 #include "tools/sysmira/DiagnosticsCommand.h"
@@ -33,6 +34,7 @@ struct Request {
     bool treeWithHidden = false;
     std::string deviceId;
     std::vector<std::string> enumerators;
+    CountersRequest counters;
     WmiRequest wmi;
     DrivesRequest drives;
     SectorRequest sector;
@@ -131,6 +133,7 @@ public:
             "Without a subcommand, sysmira prints the devices. The options above may also stand behind\n"
             "the subcommand; \"sysmira SUBCOMMAND --help\" explains its own.");
         addTree();
+        addCounters();
         addDevices();
         addDevice();
         addWmi();
@@ -168,6 +171,7 @@ public:
     void run(Output& output) const {
         if (m_tree->parsed()) return runTree(m_request.treeWithHidden, output);
         if (m_device->parsed()) return runDevice(m_request.deviceId, output);
+        if (m_counters->parsed()) return runCounters(m_request.counters, output);
         if (m_wmi->parsed()) return runWmi(m_request.wmi, output);
         if (m_volumes->parsed()) return runVolumes(output);
         if (m_drives->parsed()) return runDrives(m_request.drives, output);
@@ -194,6 +198,29 @@ private:
             ->add_flag("--hidden", m_request.treeWithHidden,
                        "Show hidden devices too (by default they are left out, their children are not)")
             ->disable_flag_override();
+    }
+
+    void addCounters() {
+        CountersRequest& counters = m_request.counters;
+        m_counters = addSubcommand(
+            "counters", "Performance counters by English names: what there is, and what they show");
+        m_counters
+            ->add_option("NAME", counters.names,
+                         "Nothing: list the objects; OBJECT: list its counters and instances;\n"
+                         "'OBJECT(INSTANCE)\\COUNTER' ...: read these counters")
+            ->expected(0, -1)
+            ->type_name("");
+        m_counters
+            ->add_option("--every", counters.everySeconds,
+                         "Read them again after so many seconds, until Ctrl+C; with --json, each sample is\n"
+                         "one line of JSON")
+            ->type_name("SECONDS")
+            ->take_last();
+        m_counters
+            ->add_option("--samples", counters.samples,
+                         "End after so many samples, a second apart by default")
+            ->type_name("N")
+            ->take_last();
     }
 
     void addDevices() {
@@ -383,8 +410,8 @@ private:
             candidates = knownOptions();
         } else if (chosen.empty()) {
             what = "unknown subcommand";
-            candidates = {"tree",   "devices", "device", "wmi",     "displays",   "volumes",
-                          "drives", "sector",  "events", "channel", "diagnostics"};
+            candidates = {"tree",   "devices", "device", "wmi",     "displays",    "volumes",
+                          "drives", "sector",  "events", "channel", "diagnostics", "counters"};
         }
         const std::string guess = nearest(argument.substr(0, argument.find('=')), candidates);
         throw CommandFailure(WrongUsage, what + " \"" + argument + "\"; " +
@@ -395,6 +422,7 @@ private:
     Request& m_request;
     CLI::App m_app{"What this PC is made of, as Windows knows it.", "sysmira"};
     CLI::App* m_tree = nullptr;
+    CLI::App* m_counters = nullptr;
     CLI::App* m_devices = nullptr;
     CLI::App* m_device = nullptr;
     CLI::App* m_wmi = nullptr;

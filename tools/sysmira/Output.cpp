@@ -4,6 +4,7 @@
 
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/Target.h"
 
 namespace sysmira {
 
@@ -12,6 +13,8 @@ void writeSentence(std::ostream& err, std::string_view text) {
     const bool ends = !sentence.empty() && (sentence.back() == '?' || sentence.back() == '.');
     err << "sysmira: " + sentence + (ends ? "\n" : ".\n") << std::flush;
 }
+
+bool Output::onTerminal() const { return isTerminal(m_out); }
 
 void Output::print(std::string_view text) {
     m_out << text << std::flush;
@@ -23,6 +26,11 @@ void Output::printDocument(const nlohmann::ordered_json& document) {
     print(
         document.dump(indent, ' ', /*ensure_ascii=*/false, nlohmann::ordered_json::error_handler_t::replace) +
         "\n");
+}
+
+void Output::printLine(const nlohmann::ordered_json& document) {
+    print(document.dump(-1, ' ', /*ensure_ascii=*/false, nlohmann::ordered_json::error_handler_t::replace) +
+          "\n");
 }
 
 }  // namespace sysmira

@@ -16,9 +16,13 @@ public:
 
     /// Whether the user asked for JSON.
     bool wantsJson() const { return m_json; }
+    /// Whether the text goes to a terminal.
+    bool onTerminal() const;
     /// UTF-8, written at once. Throws CommandFailure when it cannot be written.
     void print(std::string_view text);
     void printDocument(const nlohmann::ordered_json& document);
+    /// One document in one line.
+    void printLine(const nlohmann::ordered_json& document);
     /// A sentence on stderr beside the result.
     void remark(std::string_view sentence) { writeSentence(m_err, sentence); }
     /// Where sentences go.

@@ -2,6 +2,7 @@
 // one.
 #pragma once
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,9 @@ bool canChooseMachine();
 /// Makes the PC of a machine file, or the bundled one when `file` is empty, the one that is asked. Throws
 /// CommandFailure. Does nothing where there is no choice.
 void chooseMachine(const std::string& file);
+
+/// Whether that stream is the program's standard output and somebody looks at it on a terminal.
+bool isTerminal(const std::ostream& out);
 
 /// Called after a wait of so many milliseconds in which nothing came, where waiting has no end of its own. On
 /// Linux, where the simulated PC's time passes at once, it takes that time really.

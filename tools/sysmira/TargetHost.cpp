@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 #include <thread>
 
@@ -54,6 +55,8 @@ void chooseMachine(const std::string& file) {
         throw CommandFailure(NotRead, error.what());
     }
 }
+
+bool isTerminal(const std::ostream& out) { return &out == &std::cout && isatty(STDOUT_FILENO) == 1; }
 
 void keepPace(unsigned milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 

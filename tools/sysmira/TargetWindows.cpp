@@ -1,3 +1,4 @@
+#include <iostream>
 #include <memory>
 
 #include "support/String.h"
@@ -41,6 +42,11 @@ bool errorsGoToTerminal() {
 bool canChooseMachine() { return false; }
 
 void chooseMachine(const std::string&) {}
+
+bool isTerminal(const std::ostream& out) {
+    DWORD mode = 0;
+    return &out == &std::cout && GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode);
+}
 
 void keepPace(unsigned) {}
 

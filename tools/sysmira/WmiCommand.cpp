@@ -114,8 +114,7 @@ void printObjects(const WmiRequest& request, Output& output) {
 void printEvent(const WmiObject& event, Output& output) {
     const WmiObjectFacts facts = readWmiObject(event.getObject());
     if (output.wantsJson()) {
-        output.print(toJson(facts).dump(-1, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace) +
-                     "\n");
+        output.printLine(toJson(facts));
     } else {
         output.print(toText(facts, headingOf(facts)) + "\n");
     }

@@ -1,0 +1,3 @@
+#include "tests/contract/CounterContractMachine.h"
+
+void prepareCounterContractMachine() {}
