@@ -33,7 +33,8 @@ else()
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # When it optimises, GCC 12 sees errors inside its own std::basic_string that are none.
         target_compile_options(sysmira_settings INTERFACE -fms-extensions
-            $<$<CONFIG:Release>:-Wno-maybe-uninitialized> $<$<CONFIG:Release>:-Wno-stringop-overflow>)
+            $<$<CONFIG:Release>:-Wno-maybe-uninitialized> $<$<CONFIG:Release>:-Wno-stringop-overflow>
+            $<$<CONFIG:Release>:-Wno-array-bounds>)
     endif()
     if(SYSMIRA_SANITIZERS)
         target_compile_options(sysmira_settings INTERFACE -fsanitize=${SYSMIRA_SANITIZERS} -fno-sanitize-recover=all

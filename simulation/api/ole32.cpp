@@ -1,10 +1,11 @@
-// COM of the simulated PC: apartments, security, WMI's locator. Classes other than the locator are the
+// COM of the simulated PC: apartments, security, WMI's locator, the shell's classes. Other classes are the
 // system's own in a Windows program, and not registered on the host.
 #include <atomic>
 #include <vector>
 
 #include "simulation/api/ComApartments.h"
 #include "simulation/api/RealFunction.h"
+#include "simulation/api/Shell.h"
 #include "simulation/api/WmiObjects.h"
 #include "simulation/control/Call.h"
 #include "simulation/control/Ledger.h"
@@ -107,6 +108,14 @@ SIMULATED(void, WINAPI, CoUninitialize, (void)) {
     if (const auto real = realFunction<decltype(CoUninitialize)>(L"ole32.dll", "CoUninitialize")) real();
 }
 
+// Memory of the shell's items is COM's; other memory is the system's own.
+SIMULATED(void, WINAPI, CoTaskMemFree, (LPVOID memory)) {
+    static const Function function{"CoTaskMemFree", Fails::WithCode, {S_OK}};
+    Call call(function);
+    if (memory == nullptr || freeItemIdentifier(memory, call.name())) return;
+    if (const auto real = realFunction<decltype(CoTaskMemFree)>(L"ole32.dll", "CoTaskMemFree")) real(memory);
+}
+
 SIMULATED(HRESULT, WINAPI, CoInitializeSecurity,
           (PSECURITY_DESCRIPTOR, LONG services, SOLE_AUTHENTICATION_SERVICE*, void*, DWORD authentication,
            DWORD impersonation, void*, DWORD capabilities, void*)) {
@@ -135,6 +144,11 @@ SIMULATED(HRESULT, WINAPI, CoCreateInstance,
     }
     if (object == nullptr) return call.returns(E_POINTER);
     *object = nullptr;
+    if (isShellClass(wanted)) {
+        if (!isInCom()) return call.returns(CO_E_NOTINITIALIZED);
+        if (outer != nullptr) return call.returns(CLASS_E_NOAGGREGATION);
+        return createShellObject(call, wanted, interfaceId, object);
+    }
     if (!sameGuid(wanted, administrativeLocator)) {
         const auto real = realFunction<decltype(CoCreateInstance)>(L"ole32.dll", "CoCreateInstance");
         if (real == nullptr) return call.returns(isInCom() ? REGDB_E_CLASSNOTREG : CO_E_NOTINITIALIZED);

@@ -52,6 +52,18 @@ const char* toString(Resource resource) {
             return "event render context";
         case Resource::EventPublisherMetadata:
             return "event publisher metadata";
+        case Resource::ShellAllocator:
+            return "shell allocator";
+        case Resource::ShellFolder:
+            return "shell folder";
+        case Resource::ItemIdentifier:
+            return "item identifier";
+        case Resource::ContextMenu:
+            return "context menu";
+        case Resource::HelpPane:
+            return "help pane";
+        case Resource::PropertyStore:
+            return "property store";
     }
     return "unknown resource";
 }

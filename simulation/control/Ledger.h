@@ -33,6 +33,12 @@ enum class Resource {
     Event,
     EventRenderContext,
     EventPublisherMetadata,
+    ShellAllocator,
+    ShellFolder,
+    ItemIdentifier,
+    ContextMenu,
+    HelpPane,
+    PropertyStore,
 };
 const char* toString(Resource resource);
 

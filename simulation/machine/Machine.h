@@ -13,6 +13,7 @@
 #include "simulation/machine/Counters.h"
 #include "simulation/machine/Display.h"
 #include "simulation/machine/EventLogs.h"
+#include "simulation/machine/Shell.h"
 #include "simulation/machine/Storage.h"
 #include "simulation/machine/Wmi.h"
 #include "support/WindowsApi.h"
@@ -124,6 +125,7 @@ public:
     /// What the configuration manager answers when a property does not fit; some say CR_OUT_OF_MEMORY.
     CONFIGRET propertyDoesNotFit = CR_BUFFER_SMALL;
     EventLogs events;
+    Shell shell;
 
     /// Adds a device below a parent and gives the node as kept; references stay valid. Parent 0: the first
     /// such device is the tree's root, later ones are its children. A phantom has no place in the tree, and

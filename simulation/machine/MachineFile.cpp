@@ -7,6 +7,7 @@
 #include "simulation/machine/DisplayFile.h"
 #include "simulation/machine/EventLogFile.h"
 #include "simulation/machine/JsonText.h"
+#include "simulation/machine/ShellFile.h"
 #include "simulation/machine/StorageFile.h"
 #include "simulation/machine/WmiFile.h"
 
@@ -69,7 +70,7 @@ void readFile(const JsonPlace& place, Machine& machine) {
 Machine read(const JsonPlace& file) {
     file.allowOnly({"name", "setupClasses", "devices", "registry", "files", "environment", "noDeviceTree",
                     "wmi", "disks", "volumes", "networkDrives", "otherDrives", "systemDirectory",
-                    "programPath", "displays", "eventLogs", "counters"});
+                    "programPath", "displays", "eventLogs", "counters", "shell"});
     Machine machine;
     if (const auto name = file.member("name")) machine.name = name->text();
     if (const auto truth = file.member("noDeviceTree")) machine.noDeviceTree = truth->truth();
@@ -99,6 +100,7 @@ Machine read(const JsonPlace& file) {
     if (const auto counters = file.member("counters")) readCounters(*counters, machine);
     if (const auto wmi = file.member("wmi")) readWmi(*wmi, machine.wmi);
     if (const auto logs = file.member("eventLogs")) readEventLogs(*logs, machine.events);
+    if (const auto shell = file.member("shell")) readShell(*shell, machine);
     // Devices find classes and registry in place.
     if (const auto devices = file.member("devices")) readDevices(*devices, machine);
     // Disks and volumes have the interfaces of devices.

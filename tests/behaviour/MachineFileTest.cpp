@@ -31,7 +31,7 @@ TEST(MachineFile, TellsWhereAMistakeStandsWhatWasFoundAndWhatWasExpected) {
         {"{\"printers\": []}",
          "found \"printers\", expected one of name, setupClasses, devices, registry, files, environment, "
          "noDeviceTree, wmi, disks, volumes, networkDrives, otherDrives, systemDirectory, "
-         "programPath, displays, eventLogs, counters"},
+         "programPath, displays, eventLogs, counters, shell"},
         {"{\"name\": 5}", "name: found 5, expected a text"},
         {"{\"name\": \"a\\u0000b\"}", "name: found \"a\\u0000b\", expected a text without NUL"},
         {"{\"name\": \"PC\", \"name\": \"PC2\"}", "name: found this member twice, expected it once"},

@@ -4,12 +4,14 @@
 #include <thread>
 
 #include "libSysmira/enumeration/WindowsDevice.h"
+#include "libSysmira/utils/DiskDefragmenter.h"
 #include "libSysmira/wmi/Wmi.h"
 #include "simulation/api/ComApartments.h"
 #include "support/PointerStorage.h"
 #include "support/RaisedException.h"
 #include "support/SharedResource.h"
 #include "support/mutex.h"
+#include "tests/behaviour/DefragPc.h"
 #include "tests/behaviour/SimulatedPc.h"
 
 namespace {
@@ -157,6 +159,24 @@ TEST_F(WmiThreads, AnObjectServesAnyThreadOfTheApartment) {
     });
     EXPECT_EQ(turns, 2400u);
     EXPECT_EQ(calls("CoInitializeEx"), calls("CoUninitialize") + 3) << "the threads have not entered COM";
+}
+
+TEST_F(Threads, OneAnalysisMayBePolledByMany) {
+    using libSysmira::DiskDefragmenter;
+    addDefragVolumes(machine);
+    DiskDefragmenter defragmenter('C');
+    std::atomic<unsigned> complete{0};
+    onThreads(4, [&] {
+        libSysmira::DefragStatus status;
+        for (int poll = 0; poll < 50; ++poll) {
+            const auto step = defragmenter.getDefragStatusNonBlocking(status, 100);
+            ASSERT_NE(step, DiskDefragmenter::OperationFailed);
+            if (step != DiskDefragmenter::OperationComplete) continue;
+            ++complete;
+            ASSERT_EQ(status.filePercentFragmentation, 31u);
+        }
+    });
+    EXPECT_GT(complete, 2u);
 }
 
 }  // namespace

@@ -19,6 +19,7 @@ std::vector<Operation> deviceSetOperations();
 std::vector<Operation> driverPackageOperations();
 std::vector<Operation> counterOperations();
 std::vector<Operation> storageOperations();
+std::vector<Operation> utilityOperations();
 std::vector<Operation> wmiOperations();
 std::vector<Operation> displayOperations();
 std::vector<Operation> eventOperations();

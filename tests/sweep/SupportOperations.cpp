@@ -105,7 +105,7 @@ const std::vector<Operation>& operations() {
         for (const auto& part :
              {supportOperations(), counterOperations(), deviceRecordOperations(), deviceSetOperations(),
               deviceTreeOperations(), displayOperations(), driverPackageOperations(), eventOperations(),
-              storageOperations(), wmiOperations()}) {
+              storageOperations(), utilityOperations(), wmiOperations()}) {
             table.insert(table.end(), part.begin(), part.end());
         }
         return table;

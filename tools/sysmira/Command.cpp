@@ -9,6 +9,7 @@
 #include "tools/sysmira/ChannelCommand.h"
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/CountersCommand.h"
+#include "tools/sysmira/DefragCommand.h"
 #include "tools/sysmira/DeviceCommand.h"
 #include "tools/sysmira/DevicesCommand.h"
 #include "tools/sysmira/DiagnosticsCommand.h"
@@ -17,6 +18,7 @@
 #include "tools/sysmira/EventsCommand.h"
 #include "tools/sysmira/Output.h"
 #include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/ShellCommands.h"
 #include "tools/sysmira/Target.h"
 #include "tools/sysmira/TreeCommand.h"
 #include "tools/sysmira/VolumesCommand.h"
@@ -41,6 +43,8 @@ struct Request {
     DisplaysRequest displays;
     ChannelRequest channel;
     EventsRequest events;
+    DefragRequest defrag;
+    ShellRequest shell;
 };
 
 // The library's log lines on stderr, for as long as it lives; without a priority nothing changes.
@@ -144,6 +148,8 @@ public:
         addEvents();
         addChannel();
         addDiagnostics();
+        addDefrag();
+        addShell();
     }
 
     // Gives the text of --help or --version when that was asked for. Throws CommandFailure.
@@ -180,6 +186,10 @@ public:
         if (m_events->parsed()) return runEvents(m_request.events, output);
         if (m_channel->parsed()) return runChannel(m_request.channel, output);
         if (m_diagnostics->parsed()) return runDiagnostics(output);
+        if (m_defrag->parsed()) return runDefrag(m_request.defrag, output);
+        if (m_help->parsed()) return runHelp(m_request.shell, output);
+        if (m_helpFile->parsed()) return runHelpFile(m_request.shell, output);
+        if (m_networkProperties->parsed()) return runNetworkProperties(m_request.shell, output);
         runDevices(selections(), output);
     }
 
@@ -368,6 +378,27 @@ private:
             addSubcommand("diagnostics", "What Windows' own memory test and disk diagnostics have found");
     }
 
+    void addDefrag() {
+        m_defrag = addSubcommand("defrag", "The fixed volumes, or how fragmented one is");
+        m_defrag
+            ->add_option("VOLUME", m_request.defrag.volume,
+                         "Its letter: starts Windows' analysis and waits for it")
+            ->type_name("");
+    }
+
+    void addShell() {
+        ShellRequest& shell = m_request.shell;
+        m_help = addSubcommand("help", "Windows' help pane, at a search or at its contents");
+        m_help->add_option("TOPIC", shell.helpTopic, "What to search for")->type_name("");
+        m_helpFile = addSubcommand("help-file", "A compiled help file in its window");
+        m_helpFile->add_option("FILE", shell.helpFile, "The file (.chm)")->type_name("");
+        m_helpFile->add_option("TOPIC", shell.helpFileTopic, "A topic of it, e.g. disks/smart.htm")
+            ->type_name("");
+        m_networkProperties = addSubcommand("network-properties", "Windows' dialog for a network connection");
+        m_networkProperties->add_option("GUID", shell.connection, "The connection's GUID in braces")
+            ->type_name("");
+    }
+
     // In the order of the arguments.
     std::vector<DeviceSelection> selections() const {
         std::vector<DeviceSelection> result;
@@ -410,8 +441,8 @@ private:
             candidates = knownOptions();
         } else if (chosen.empty()) {
             what = "unknown subcommand";
-            candidates = {"tree",   "devices", "device", "wmi",     "displays",    "volumes",
-                          "drives", "sector",  "events", "channel", "diagnostics", "counters"};
+            for (const CLI::App* subcommand : m_app.get_subcommands([](const CLI::App*) { return true; }))
+                candidates.push_back(subcommand->get_name());
         }
         const std::string guess = nearest(argument.substr(0, argument.find('=')), candidates);
         throw CommandFailure(WrongUsage, what + " \"" + argument + "\"; " +
@@ -433,6 +464,10 @@ private:
     CLI::App* m_events = nullptr;
     CLI::App* m_channel = nullptr;
     CLI::App* m_diagnostics = nullptr;
+    CLI::App* m_defrag = nullptr;
+    CLI::App* m_help = nullptr;
+    CLI::App* m_helpFile = nullptr;
+    CLI::App* m_networkProperties = nullptr;
     CLI::Option* m_enumerators = nullptr;
 };
 

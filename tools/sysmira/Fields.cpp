@@ -6,6 +6,10 @@
 
 namespace sysmira {
 
+void Fields::add(std::string label, std::string value) {
+    m_fields.emplace_back(std::move(label), std::move(value));
+}
+
 std::string Fields::toText(std::size_t indent) const {
     std::size_t width = 0;
     for (const auto& [label, value] : m_fields) width = std::max(width, displayWidth(label));

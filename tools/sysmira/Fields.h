@@ -10,9 +10,7 @@ namespace sysmira {
 class Fields {
 public:
     /// The value is printable text; an empty one becomes "-".
-    void add(std::string label, std::string value) {
-        m_fields.emplace_back(std::move(label), std::move(value));
-    }
+    void add(std::string label, std::string value);
 
     /// A line for each, the values below one another, `indent` blanks in front.
     std::string toText(std::size_t indent) const;

@@ -35,6 +35,11 @@ void chooseMachine(const std::string& file);
 /// Whether that stream is the program's standard output and somebody looks at it on a terminal.
 bool isTerminal(const std::ostream& out);
 
+/// What the simulated PC's shell has opened since; empty on Windows, where the windows are there to see.
+std::vector<std::string> takeSimulatedWindows();
+/// Keeps the program's windows alive until the user has closed them, or Ctrl+C. Returns at once on Linux.
+void waitForWindows();
+
 /// Called after a wait of so many milliseconds in which nothing came, where waiting has no end of its own. On
 /// Linux, where the simulated PC's time passes at once, it takes that time really.
 void keepPace(unsigned milliseconds);

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "simulation/machine/Machine.h"
 #include "simulation/machine/MachineFile.h"
@@ -57,6 +58,12 @@ void chooseMachine(const std::string& file) {
 }
 
 bool isTerminal(const std::ostream& out) { return &out == &std::cout && isatty(STDOUT_FILENO) == 1; }
+
+std::vector<std::string> takeSimulatedWindows() {
+    return std::exchange(simulation::machine().shell.opened, {});
+}
+
+void waitForWindows() {}
 
 void keepPace(unsigned milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 

@@ -3,6 +3,7 @@
 
 #include "support/String.h"
 #include "support/WindowsApi.h"
+#include "tools/sysmira/Interruption.h"
 #include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Target.h"
 
@@ -46,6 +47,41 @@ void chooseMachine(const std::string&) {}
 bool isTerminal(const std::ostream& out) {
     DWORD mode = 0;
     return &out == &std::cout && GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode);
+}
+
+std::vector<std::string> takeSimulatedWindows() { return {}; }
+
+namespace {
+
+BOOL CALLBACK findVisible(HWND window, LPARAM found) {
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    if (process != GetCurrentProcessId() || !IsWindowVisible(window) || window == GetConsoleWindow())
+        return TRUE;
+    *reinterpret_cast<bool*>(found) = true;
+    return FALSE;
+}
+
+bool hasWindows() {
+    bool found = false;
+    EnumWindows(&findVisible, reinterpret_cast<LPARAM>(&found));
+    return found;
+}
+
+}  // namespace
+
+void waitForWindows() {
+    constexpr DWORD stepMs = 100, firstMs = 2000;  // a window may take its time to come
+    const InterruptionNoted interruption;
+    const ULONGLONG start = GetTickCount64();
+    while (!InterruptionNoted::happened() && (hasWindows() || GetTickCount64() - start < firstMs)) {
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, stepMs, QS_ALLINPUT);
+        MSG message;
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
 }
 
 void keepPace(unsigned) {}
