@@ -1,15 +1,15 @@
-# Writes a C++ source that holds the text of INPUT as simulation::bundledMachine(): one raw string a line, since
-# compilers limit the length of one.
+# Writes a C++ source in which FUNCTION, declared in HEADER in the name space SPACE, gives the text of INPUT: one raw
+# string a line, since compilers limit the length of one.
 file(READ ${INPUT} text)
-string(REPLACE "\n" "\n)machine\"\n    R\"machine(" text "${text}")
-file(WRITE ${OUTPUT} "#include \"simulation/machine/MachineFile.h\"
+string(REPLACE "\n" "\n)text\"\n    R\"text(" text "${text}")
+file(WRITE ${OUTPUT} "#include \"${HEADER}\"
 
 namespace {
 const char theText[] =
-    R\"machine(${text})machine\";
+    R\"text(${text})text\";
 }
 
-namespace simulation {
-std::string_view bundledMachine() { return {theText, sizeof theText - 1}; }
-}  // namespace simulation
+namespace ${SPACE} {
+std::string_view ${FUNCTION}() { return {theText, sizeof theText - 1}; }
+}  // namespace ${SPACE}
 ")

@@ -71,6 +71,19 @@ function(sysmira_library name)
     target_link_libraries(${name} PUBLIC sysmira_settings ${arg_USES} ${SYSMIRA_WINDOWS_LIBRARIES})
 endfunction()
 
+# sysmira_embed_text(OUTPUT SOURCE INPUT FILE HEADER HEADER SPACE NAMESPACE FUNCTION NAME): makes, in the build
+# tree, a source whose function gives the text of a file.
+function(sysmira_embed_text)
+    cmake_parse_arguments(PARSE_ARGV 0 arg "" "OUTPUT;INPUT;HEADER;SPACE;FUNCTION" "")
+    add_custom_command(
+        OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${arg_OUTPUT}
+        COMMAND ${CMAKE_COMMAND} -D INPUT=${CMAKE_CURRENT_SOURCE_DIR}/${arg_INPUT}
+            -D OUTPUT=${CMAKE_CURRENT_BINARY_DIR}/${arg_OUTPUT} -D HEADER=${arg_HEADER} -D SPACE=${arg_SPACE}
+            -D FUNCTION=${arg_FUNCTION} -P ${PROJECT_SOURCE_DIR}/cmake/EmbedText.cmake
+        DEPENDS ${arg_INPUT} ${PROJECT_SOURCE_DIR}/cmake/EmbedText.cmake
+        VERBATIM)
+endfunction()
+
 # The very objects of which the DLLs are made, and the simulated functions in place of the system's. On Windows
 # these must be found before the import libraries.
 add_library(sysmira_simulated INTERFACE)

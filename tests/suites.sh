@@ -22,6 +22,8 @@ on_linux() {
     check "sysmira draws the desktop and logs how long WMI took" draws_desktop
     check "sysmira reads German counters by English names" reads_counters
     check "sysmira draws a trend on a terminal, and nowhere else" draws_trends
+    check "the report's page, document and text tell the same, and the page looks and folds as it should" report_holds
+    check "sysmira analyses a volume, and shows what a help call would open" analyses_and_helps
     check "sysmira refuses what it does not know" refuses
     check "the example prepare-drive keeps off what it must not touch, and unlocks" prepares_a_drive
     check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
@@ -52,6 +54,8 @@ on_windows() {
     check "display functions and sysmira.exe find two monitors" two_monitors
     check "Sysmira.dll loads pdh.dll when it needs it, and does without" pdh_is_delayed
     check "sysmira.exe reads the up time of this system" reads_up_time
+    check "sysmira.exe reports what this system tells, and says what it does not" reports_wine
+    check "sysmira.exe ends help and dialogs that are not there with a sentence" refuses_to_show
 }
 
 # Counting. A suite counts with its cases, a check as one.
@@ -180,6 +184,19 @@ draws_trends() {
     expect 0 "${counters[@]}" && ! grep -q '[▁█]' <<<"$out" &&
         expect 0 python3 -c 'import pty, sys; sys.exit(pty.spawn(sys.argv[1:]) >> 8)' "${counters[@]}" &&
         has "$out" '3 +▁▁▃▁█'
+}
+
+report_holds() {
+    local folder=$results/report
+    mkdir -p "$folder" && "$host/sysmira" --json report --html "$folder/page.html" >"$folder/document.json" &&
+        "$host/sysmira" report >"$folder/text" && "$here/tests/reportPage.py" "$folder"/{page.html,document.json,text}
+}
+
+analyses_and_helps() {
+    expect 0 "$host/sysmira" --json defrag && has "$out" '"C:"' && expect 0 "$host/sysmira" defrag D &&
+        has "$out" 'not needed' && has "$out" 'Total fragmentation +3 %' && expect 0 "$host/sysmira" help fans &&
+        has "$out" fans && expect 1 "$host/sysmira" network-properties '{00000000-0000-0000-0000-000000000000}' &&
+        has "$err" 'Network Connections folder' && [ -z "$out" ]
 }
 
 refuses() {
@@ -319,4 +336,19 @@ reads_up_time() {
         SYSMIRA_WINE=$windows WINEDLLOVERRIDES=pdh=n,b expect 0 \
             "$here/cmake/in-wine" "$folder/sysmira.exe" counters 'System\System Up Time' --json &&
         has "$out" '"value":[0-9]+\}' && [ -z "$err" ]
+}
+
+# Each section is there, whatever Wine does to the process that reads it: it ends programs that call functions that
+# it does not have.
+reports_wine() {
+    expect 0 in_wine sysmira.exe report && has "$out" '^System: complete' && has "$out" '^Devices: partial' &&
+        has "$out" '^Displays: ' && has "$out" '^Diagnostics: ' && has "$out" 'exception 0x80000100' &&
+        expect 0 in_wine sysmira.exe --json report --section displays --html "z:$results/wine.html" &&
+        has "$out" '"partial"|"complete"' && grep -q '<section id="displays"' "$results/wine.html"
+}
+
+refuses_to_show() {
+    expect 1 in_wine sysmira.exe help fans && has "$err" '^sysmira: .*\.$' && [ -z "$out" ] &&
+        expect 1 in_wine sysmira.exe help-file 'C:\no such file.chm' fans.htm && has "$err" 'no such file' && [ -z "$out" ] &&
+        expect 1 in_wine sysmira.exe network-properties '{00000000-0000-0000-0000-000000000000}' && [ -z "$out" ]
 }

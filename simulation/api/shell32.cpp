@@ -208,7 +208,7 @@ public:
     NOT_IMPLEMENTED(IDispatch, GetTypeInfo, (UINT, LCID, ITypeInfo**))
 
 private:
-    enum : DISPID { Contents = 1, SearchResults = 2 };
+    static constexpr DISPID Contents = 1, SearchResults = 2;
 
     static HRESULT fails(Call& call, const HelpPane& pane, EXCEPINFO* raised) {
         if (!pane.failureDescription || raised == nullptr) return call.returns(pane.result);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "simulation/control/Ledger.h"
@@ -80,6 +81,7 @@ void Call::begin() {
         ++fault.seen;
         if (fault.seen != fault.nth && !(fault.onwards && fault.seen > fault.nth)) continue;
         theControl.m_given = true;
+        if (fault.endsProcess) std::abort();
         if (fault.distortion == Distortion::None) {
             m_code = fault.code;
         } else {

@@ -110,6 +110,8 @@ struct Fault {
     bool onwards = false;  ///< and every matching call after it
     long long code = 0;    ///< what it fails with, unless it is a distortion
     Distortion distortion = Distortion::None;
+    bool endsProcess =
+        false;          ///< the function brings the whole process down, as one with an error in it does
     unsigned seen = 0;  ///< matching calls so far
 };
 

@@ -18,6 +18,7 @@
 #include "tools/sysmira/EventsCommand.h"
 #include "tools/sysmira/Output.h"
 #include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/ReportCommand.h"
 #include "tools/sysmira/ShellCommands.h"
 #include "tools/sysmira/Target.h"
 #include "tools/sysmira/TreeCommand.h"
@@ -45,6 +46,7 @@ struct Request {
     EventsRequest events;
     DefragRequest defrag;
     ShellRequest shell;
+    ReportRequest report;
 };
 
 // The library's log lines on stderr, for as long as it lives; without a priority nothing changes.
@@ -150,6 +152,7 @@ public:
         addDiagnostics();
         addDefrag();
         addShell();
+        addReport();
     }
 
     // Gives the text of --help or --version when that was asked for. Throws CommandFailure.
@@ -190,6 +193,7 @@ public:
         if (m_help->parsed()) return runHelp(m_request.shell, output);
         if (m_helpFile->parsed()) return runHelpFile(m_request.shell, output);
         if (m_networkProperties->parsed()) return runNetworkProperties(m_request.shell, output);
+        if (m_report->parsed()) return runReport(withPassedOn(m_request.report), output);
         runDevices(selections(), output);
     }
 
@@ -399,6 +403,40 @@ private:
             ->type_name("");
     }
 
+    void addReport() {
+        ReportRequest& report = m_request.report;
+        m_report = addSubcommand("report", "Everything about this PC, section by section");
+        m_report
+            ->add_option("--section", report.sections,
+                         "Only this section: system, devices, drives, displays, diagnostics, events,\n"
+                         "counters; may be given several times")
+            ->type_name("NAME")
+            ->expected(1)
+            ->take_all()
+            ->check(notEmpty("the name of a section"));
+        m_report->add_option("--html", report.htmlFile, "Write it to a file as one HTML page")
+            ->type_name("FILE")
+            ->take_last()
+            ->check(notEmpty("the name of a file"));
+        m_report
+            ->add_option("--timeout", report.timeoutSeconds,
+                         "Give a section so much time (default: 120); what it has found by then is shown")
+            ->type_name("SECONDS")
+            ->take_last()
+            ->check(number(1, 3600));
+        // How it calls itself. An empty group hides it from the help.
+        m_report->add_option("--pieces-of", report.piecesOf)->group("");
+    }
+
+    // What the report's processes must know of the options of all subcommands.
+    ReportRequest withPassedOn(ReportRequest report) const {
+        if (!m_request.machineFile.empty())
+            report.passedOn.insert(report.passedOn.end(), {"--machine", m_request.machineFile});
+        if (m_request.logPriority != 0)
+            report.passedOn.insert(report.passedOn.end(), {"--log", std::to_string(m_request.logPriority)});
+        return report;
+    }
+
     // In the order of the arguments.
     std::vector<DeviceSelection> selections() const {
         std::vector<DeviceSelection> result;
@@ -468,6 +506,7 @@ private:
     CLI::App* m_help = nullptr;
     CLI::App* m_helpFile = nullptr;
     CLI::App* m_networkProperties = nullptr;
+    CLI::App* m_report = nullptr;
     CLI::Option* m_enumerators = nullptr;
 };
 

@@ -131,7 +131,7 @@ std::optional<Reading> read(const PerformanceCounter& counter) {
 // The counters that are read together, and the table of what they show.
 class Table {
 public:
-    // Names that do not exist are told, and left out.
+    // Names that do not exist are left out, and told at the end.
     Table(const std::vector<std::string>& names, Output& output) : m_output(output) {
         for (const std::string& each : names) {
             const CounterName name = *parseCounterName(each);
@@ -139,7 +139,7 @@ public:
             if (m_query.addCounter(path).isValid()) {
                 m_columns.push_back({name.toText(), path, {}, {}});
             } else {
-                m_missing.push_back(explainMissingCounter(name));
+                m_unknown.push_back(name);
             }
         }
     }
@@ -173,12 +173,14 @@ public:
 
     // Says what could not be read, when there is something.
     void finish() {
+        std::vector<std::string> missing;
+        for (const CounterName& name : m_unknown) missing.push_back(explainMissingCounter(name));
         for (const Column& column : m_columns) {
-            if (!column.everShown) m_missing.push_back("the counter \"" + column.name + "\" has no value");
+            if (!column.everShown) missing.push_back("the counter \"" + column.name + "\" has no value");
         }
-        if (m_missing.empty()) return;
-        for (std::size_t i = 0; i + 1 < m_missing.size(); ++i) m_output.remark(m_missing[i]);
-        throw CommandFailure(NotRead, m_missing.back());
+        if (missing.empty()) return;
+        for (std::size_t i = 0; i + 1 < missing.size(); ++i) m_output.remark(missing[i]);
+        throw CommandFailure(NotRead, missing.back());
     }
 
 private:
@@ -239,7 +241,7 @@ private:
     Output& m_output;
     PerformanceCounterQuery m_query;
     std::vector<Column> m_columns;
-    std::vector<std::string> m_missing;
+    std::vector<CounterName> m_unknown;
     bool m_headed = false;
 };
 
@@ -280,8 +282,8 @@ void readCounters(const CountersRequest& request, Output& output) {
 void runCounters(const CountersRequest& request, Output& output) {
     checkUsage(request);
     if (!PerformanceCounter::apiAvailable()) {
-        throw CommandFailure(NotRead,
-                             "this Windows has no performance counters: it has no system32\\pdh.dll");
+        throw CommandFailure(NotRead, "this Windows has no performance counters: it has no system32\\pdh.dll",
+                             FailureCause::NotSupported);
     }
     if (request.names.empty()) return listObjects(output);
     if (!isCounterName(request.names.front())) return listObject(request.names.front(), output);

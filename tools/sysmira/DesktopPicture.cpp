@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tools/sysmira/PrintableText.h"
+
 namespace sysmira {
 
 namespace {
@@ -36,6 +38,19 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
+// The characters of a printable text, one for each cell; "?" for those that take none or two.
+std::vector<std::string> cellsOf(const std::string& text) {
+    std::vector<std::string> cells;
+    for (std::size_t begin = 0; begin < text.size();) {
+        std::size_t end = begin + 1;
+        while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
+        const std::string character = text.substr(begin, end - begin);
+        cells.push_back(displayWidth(character) == 1 ? character : "?");
+        begin = end;
+    }
+    return cells;
+}
+
 struct Box {
     long long left, top, right, bottom;  // the last two are outside
 
@@ -47,15 +62,12 @@ struct Box {
         const long long wide = right - left - 2, high = bottom - top - 2;
         const long long count = std::min<long long>(high, static_cast<long long>(texts.size()));
         for (long long i = 0; i < count; ++i) {
-            // Cells hold plain ASCII; device names are that.
-            const std::string text =
-                texts[static_cast<std::size_t>(i)].substr(0, static_cast<std::size_t>(wide));
-            const long long start = left + 1 + (wide - static_cast<long long>(text.size())) / 2;
-            for (std::size_t at = 0; at < text.size(); ++at) {
-                const bool plain = text[at] >= 0x20 && text[at] < 0x7F;
+            std::vector<std::string> cells = cellsOf(texts[static_cast<std::size_t>(i)]);
+            cells.resize(std::min(cells.size(), static_cast<std::size_t>(wide)));
+            const long long start = left + 1 + (wide - static_cast<long long>(cells.size())) / 2;
+            for (std::size_t at = 0; at < cells.size(); ++at)
                 canvas.set(start + static_cast<long long>(at), top + 1 + (high - count) / 2 + i,
-                           std::string(1, plain ? text[at] : '?').c_str());
-            }
+                           cells[at].c_str());
         }
     }
 

@@ -35,8 +35,7 @@ std::string toText(const MemoryDiagnosticEvent& event) {
 
 std::string toText(const DiskDiagnosticEvent& event) {
     return "  " + timeText(event.dateTime()) + "  " + printable(event.diskFriendlyName()) + "\n" +
-           "    Hardware ID: " + printable(event.diskHardwareId()) + "\n" +
-           "    Volumes:     " +
+           "    Hardware ID: " + printable(event.diskHardwareId()) + "\n" + "    Volumes:     " +
            (event.diskVolumeNames().empty() ? "not told" : printable(event.diskVolumeNames())) + "\n";
 }
 
@@ -91,7 +90,8 @@ void runDiagnostics(Output& output) {
     if (error != 0) {
         throw CommandFailure(NotRead,
                              "the results that Windows keeps in the channel \"System\" cannot be read: " +
-                                 describeError(error));
+                                 describeError(error),
+                             causeOfError(error));
     }
 }
 

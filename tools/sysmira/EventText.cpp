@@ -6,12 +6,37 @@
 
 namespace sysmira {
 
-nlohmann::ordered_json timeToJson(const zor::DateTime& time) {
+using Json = nlohmann::ordered_json;
+
+Json timeToJson(const zor::DateTime& time) {
     if (time.isEmpty()) return nullptr;
     zor::String text = time.dateStampString() + zor::SprintfFormat("T%02u:%02u:%02u", time.getHour(),
                                                                    time.getMinute(), time.getSecond());
     if (time.getMicroseconds() != 0) text += zor::SprintfFormat(".%06u", time.getMicroseconds());
     return toUtf8(text);
+}
+
+Json eventToJson(libSysmira::EventLogParser& parser, bool withMessage) {
+    zor::Array<zor::String> strings;
+    parser.getMessageStringArguments(strings);
+    Json list = Json::array();
+    for (const zor::String& text : strings) list.push_back(toUtf8(text));
+    Json event;
+    event["record"] = parser.getEvent().RecordNumber;
+    event["time"] =
+        timeToJson(zor::DateTime::fromUnixTimeStamp(parser.getTimeGenerated())).get<std::string>() + "Z";
+    event["type"] = toUtf8(parser.getEventType());
+    event["typeCode"] = parser.getEvent().EventType;
+    event["code"] = parser.getEventCode();
+    event["eventId"] = parser.getEventID();
+    event["category"] = parser.getEventCategory();
+    event["source"] = toUtf8(parser.getSource());
+    event["strings"] = std::move(list);
+    if (withMessage) {
+        const std::string message = messageText(parser.getEventMessage());
+        event["message"] = message.empty() ? Json(nullptr) : Json(message);
+    }
+    return event;
 }
 
 std::string messageText(const zor::String& message) {

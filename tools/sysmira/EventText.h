@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "libSysmira/eventLogs/EventLogParser.h"
 #include "support/DateTime.h"
 #include "support/String.h"
 #include "support/WindowsApi.h"
@@ -12,6 +13,9 @@ namespace sysmira {
 
 /// "2026-02-03T04:05:06", with ".789000" behind it when there are microseconds; null when empty.
 nlohmann::ordered_json timeToJson(const zor::DateTime& time);
+
+/// A record of a classic log; the time is UTC, told by its "Z".
+nlohmann::ordered_json eventToJson(libSysmira::EventLogParser& parser, bool withMessage);
 
 /// A message without the line ends and terminators behind it, its lines parted by "\n".
 std::string messageText(const zor::String& message);

@@ -58,29 +58,6 @@ EventLogSearchParams paramsOf(const EventsRequest& request) {
     return params;
 }
 
-Json toJson(EventLogParser& parser, bool withMessage) {
-    zor::Array<zor::String> strings;
-    parser.getMessageStringArguments(strings);
-    Json list = Json::array();
-    for (const zor::String& text : strings) list.push_back(toUtf8(text));
-    Json event;
-    event["record"] = parser.getEvent().RecordNumber;
-    event["time"] =
-        timeToJson(zor::DateTime::fromUnixTimeStamp(parser.getTimeGenerated())).get<std::string>() + "Z";
-    event["type"] = toUtf8(parser.getEventType());
-    event["typeCode"] = parser.getEvent().EventType;
-    event["code"] = parser.getEventCode();
-    event["eventId"] = parser.getEventID();
-    event["category"] = parser.getEventCategory();
-    event["source"] = toUtf8(parser.getSource());
-    event["strings"] = std::move(list);
-    if (withMessage) {
-        const std::string message = messageText(parser.getEventMessage());
-        event["message"] = message.empty() ? Json(nullptr) : Json(message);
-    }
-    return event;
-}
-
 std::string toText(EventLogParser& parser, bool withMessage) {
     std::string text = printableReport(parser.toString(/*withMessage=*/false, /*indent=*/0),
                                        {{"Event Source    : ", parser.getSource()}});
@@ -102,7 +79,7 @@ public:
         if (m_request.code && m_request.category && parser.getEventCategory() != *m_request.category)
             return true;
         if (m_output.wantsJson()) {
-            m_events.push_back(toJson(parser, m_request.messages));
+            m_events.push_back(eventToJson(parser, m_request.messages));
         } else {
             const std::string text = toText(parser, m_request.messages);
             m_progress.aside([&] { m_output.print((m_found == 0 ? "" : "\n") + text); });
@@ -151,8 +128,10 @@ void runEvents(const EventsRequest& request, Output& output) {
     const auto parser = std::make_unique<EventLogParser>();
     const zor::String log = zor::String::fromUTF8(request.log);
     if (!parser->openEventLog(log)) {
-        throw CommandFailure(NotRead, "the log \"" + request.log + "\" cannot be opened: " +
-                                          describeError(zor::System::getSystemError()));
+        const DWORD error = zor::System::getSystemError();
+        throw CommandFailure(NotRead,
+                             "the log \"" + request.log + "\" cannot be opened: " + describeError(error),
+                             causeOfError(error));
     }
     remarkUnknown(log, output);
 
@@ -165,7 +144,8 @@ void runEvents(const EventsRequest& request, Output& output) {
     if (output.wantsJson()) output.printDocument({{"log", request.log}, {"events", viewer.events()}});
     if (error != ERROR_HANDLE_EOF) {
         throw CommandFailure(
-            NotRead, "the log \"" + request.log + "\" cannot be read to its end: " + describeError(error));
+            NotRead, "the log \"" + request.log + "\" cannot be read to its end: " + describeError(error),
+            causeOfError(error));
     }
     if (!output.wantsJson() && viewer.found() == 0) output.remark("the log has no such records");
 }

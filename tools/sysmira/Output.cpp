@@ -14,6 +14,20 @@ void writeSentence(std::ostream& err, std::string_view text) {
     err << "sysmira: " + sentence + (ends ? "\n" : ".\n") << std::flush;
 }
 
+std::vector<std::string> readSentences(std::string_view text) {
+    constexpr std::string_view name = "sysmira: ";
+    std::vector<std::string> sentences;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        std::string_view line = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+        if (line.substr(0, name.size()) == name) line.remove_prefix(name.size());
+        if (!line.empty() && line.back() == '.') line.remove_suffix(1);
+        if (!line.empty()) sentences.emplace_back(line);
+    }
+    return sentences;
+}
+
 bool Output::onTerminal() const { return isTerminal(m_out); }
 
 void Output::print(std::string_view text) {

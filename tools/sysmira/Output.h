@@ -3,12 +3,17 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <ostream>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace sysmira {
 
 /// Writes one sentence about what went wrong: the command's name, the text made printable, a full stop.
 void writeSentence(std::ostream& err, std::string_view text);
+
+/// The sentences that writeSentence wrote, without name and full stop.
+std::vector<std::string> readSentences(std::string_view text);
 
 class Output {
 public:

@@ -13,6 +13,7 @@
 #include "tools/sysmira/DeviceFacts.h"
 #include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Problems.h"
+#include "tools/sysmira/TreePicture.h"
 
 namespace sysmira {
 
@@ -27,8 +28,6 @@ struct Row {
     zor::String name;
     NodeState state;
     std::optional<std::size_t> parent;  ///< the nearest ancestor that is shown, as index
-    bool isLast = true;                 ///< of its parent's children
-    std::string branch;                 ///< what is drawn before the name
 };
 
 std::vector<Row> readRows(bool withHidden) {
@@ -62,23 +61,6 @@ void findParents(std::vector<Row>& rows) {
     }
 }
 
-void drawBranches(std::vector<Row>& rows) {
-    std::vector<bool> hasLaterChild(rows.size());
-    for (std::size_t i = rows.size(); i-- > 0;) {
-        if (!rows[i].parent) continue;
-        rows[i].isLast = !hasLaterChild[*rows[i].parent];
-        hasLaterChild[*rows[i].parent] = true;
-    }
-    // What continues a parent's own branch stands before its children's.
-    std::vector<std::string> continued(rows.size());
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        if (!rows[i].parent) continue;
-        const std::string& before = continued[*rows[i].parent];
-        rows[i].branch = before + (rows[i].isLast ? "└─ " : "├─ ");
-        continued[i] = before + (rows[i].isLast ? "   " : "│  ");
-    }
-}
-
 std::string counted(std::size_t count, const char* one, const char* many) {
     return std::to_string(count) + (count == 1 ? one : many);
 }
@@ -107,23 +89,13 @@ std::string summary(const std::vector<Row>& rows) {
 }
 
 std::string toText(const std::vector<Row>& rows) {
-    constexpr std::size_t widestColumn = 76;
-    std::vector<std::string> names;
-    std::size_t width = 0;
+    std::vector<TreeRow> lines;
     for (const Row& row : rows) {
-        std::string name = row.branch + (!row.name.empty() ? printable(row.name)
-                                         : row.depth == 0  ? "This PC"
-                                                           : "(no name)");
+        std::string name = !row.name.empty() ? printable(row.name) : row.depth == 0 ? "This PC" : "(no name)";
         if (const std::string marks = marksOf(row.state); !marks.empty()) name += " [" + marks + "]";
-        if (const std::size_t taken = displayWidth(name); taken <= widestColumn)
-            width = std::max(width, taken);
-        names.push_back(std::move(name));
+        lines.push_back({std::move(name), printable(row.id), row.parent});
     }
-    std::string text;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        text += padded(std::move(names[i]), width) + "  " + printable(rows[i].id) + "\n";
-    }
-    return text + summary(rows);
+    return drawTree(lines) + summary(rows);
 }
 
 nlohmann::ordered_json toDocument(const std::vector<Row>& rows) {
@@ -145,12 +117,12 @@ nlohmann::ordered_json toDocument(const std::vector<Row>& rows) {
 
 void runTree(bool withHidden, Output& output) {
     if (ConfigManager::getRootNode() == 0) {
-        throw CommandFailure(NotRead, "the device tree cannot be read: Windows does not tell its root");
+        throw CommandFailure(NotRead, "the device tree cannot be read: Windows does not tell its root",
+                             FailureCause::NotSupported);
     }
     std::vector<Row> rows = readRows(withHidden);
     findParents(rows);
     if (output.wantsJson()) return output.printDocument(toDocument(rows));
-    drawBranches(rows);
     output.print(toText(rows));
 }
 

@@ -29,7 +29,8 @@ namespace {
 constexpr DWORD longestWaitMs = 200;
 
 [[noreturn]] void fail(const std::string& what) {
-    throw CommandFailure(NotRead, what + ": " + describeResult(getLastWmiResult()));
+    const HRESULT result = getLastWmiResult();
+    throw CommandFailure(NotRead, what + ": " + describeResult(result), causeOfResult(result));
 }
 
 std::string inQuotes(const std::string& text) { return "\"" + text + "\""; }

@@ -1,0 +1,193 @@
+// `sysmira report`, its sections read in processes of their own on a machine file.
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/behaviour/SimulatedPc.h"
+#include "tools/sysmira/Command.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char* const reportPc = R"({
+  "devices": [{"id": "HTREE\\ROOT\\0", "children": [
+    {"id": "ROOT\\FAN\\0000", "friendlyName": "Fan <b>&amp;</b> \"1\"\u202e", "problem": 10},
+    {"id": "ROOT\\LAMP\\0000", "friendlyName": "Lamp", "problem": 22}]}],
+  "eventLogs": {"logs": {
+    "System": {"classic": true, "events": [
+      {"time": "2024-02-27 23:59:59", "provider": "fan", "id": 1, "level": "error", "data": ["first"]},
+      {"time": "2024-02-28 00:00:00", "provider": "fan", "id": 2, "level": "warning"},
+      {"time": "2024-02-28 00:00:01", "provider": "fan", "id": 3, "level": "information"},
+      {"time": "2024-03-01 12:00:00", "provider": "fan", "id": 4, "level": "error", "data": ["last"]}]},
+    "Application": {"classic": true, "openError": 5, "events": []}}}
+})";
+
+class Report : public SimulatedPc {
+protected:
+    struct Outcome {
+        int status;
+        std::string out;
+        std::string err;
+    };
+
+    void SetUp() override {
+        SimulatedPc::SetUp();
+        m_file = testing::TempDir() + "sysmira-report-" + std::to_string(getpid()) + ".json";
+        m_page = m_file + ".html";
+        std::ofstream(m_file, std::ios::binary) << reportPc;
+    }
+    void TearDown() override {
+        std::remove(m_file.c_str());
+        std::remove(m_page.c_str());
+        SimulatedPc::TearDown();
+    }
+
+    Outcome run(Strings arguments) const {
+        arguments.insert(arguments.begin(), {"--machine", m_file, "report"});
+        std::ostringstream out, err;
+        const int status = sysmira::runSysmira(arguments, out, err);
+        return {status, out.str(), err.str()};
+    }
+    Json runJson(Strings arguments) const {
+        arguments.push_back("--json");
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return Json::parse(outcome.out);
+    }
+    Json section(const std::string& name, Strings arguments = {}) const {
+        arguments.insert(arguments.end(), {"--section", name});
+        const Json report = runJson(arguments);
+        EXPECT_EQ(report["sections"].size(), 1u);
+        return report["sections"][0];
+    }
+    std::string page() const {
+        std::ostringstream text;
+        text << std::ifstream(m_page, std::ios::binary).rdbuf();
+        return text.str();
+    }
+    static void endProcessIn(const std::string& function) {
+        simulation::Fault fault;
+        fault.function = function;
+        fault.endsProcess = true;
+        simulation::control().add(fault);
+    }
+
+    std::string m_file;
+    std::string m_page;
+};
+
+TEST_F(Report, TellsEverySectionOnceAndWhatNeedsAttentionFirst) {
+    const Json report = runJson({});
+    EXPECT_EQ(report["format"], "sysmira-report");
+    EXPECT_EQ(report["version"], 1);
+    EXPECT_EQ(report["simulated"], true);
+    Strings names;
+    for (const Json& each : report["sections"]) names.push_back(each["name"]);
+    EXPECT_EQ(names,
+              (Strings{"system", "devices", "drives", "displays", "diagnostics", "events", "counters"}));
+    // The lamp was switched off on purpose.
+    ASSERT_EQ(report["attention"].size(), 1u);
+    EXPECT_EQ(report["attention"][0]["section"], "devices");
+    EXPECT_NE(report["attention"][0]["sentence"].get<std::string>().find("problem 10"), std::string::npos);
+
+    const std::string text = run({}).out;
+    EXPECT_LT(text.find("What needs attention"), text.find("System:"));
+    EXPECT_LT(text.find("Devices with a problem"), text.find("HTREE\\ROOT\\0"));
+}
+
+TEST_F(Report, KeepsAwayFromOtherSectionsWhatEndsAProcess) {
+    endProcessIn("SetupDiGetClassDevsW");
+    const Json report = runJson({});
+    ASSERT_EQ(report["sections"].size(), 7u);
+    EXPECT_EQ(report["sections"][1]["status"], "complete");
+    EXPECT_EQ(report["sections"][2]["name"], "drives");
+    EXPECT_EQ(report["sections"][2]["status"], "failed");
+    EXPECT_EQ(report["sections"][2]["reasons"],
+              Json({"the process that read it ended with signal 6 (Aborted)"}));
+    EXPECT_NE(report["sections"][5]["data"]["System"], nullptr);
+    EXPECT_NE(run({}).out.find("Drives and volumes: failed"), std::string::npos);
+}
+
+TEST_F(Report, KeepsWhatASectionFoundBeforeItsProcessEnded) {
+    failCall("CM_Locate_DevNodeW", CR_FAILURE, 1, /*onwards=*/true);
+    const Json devices = section("devices");
+    EXPECT_EQ(devices["status"], "partial");
+    EXPECT_EQ(devices["data"]["list"]["devices"].size(), 3u);
+    EXPECT_NE(devices["reasons"][0].get<std::string>().find("does not tell its root"), std::string::npos);
+
+    simulation::control().clearFaults();
+    endProcessIn("PdhEnumObjectsW");
+    std::ofstream(m_file, std::ios::binary) << R"({"devices": [{"id": "HTREE\\ROOT\\0"}],
+        "environment": {"WINDIR": "C:\\Windows"},
+        "files": [{"path": "C:\\Windows\\System32\\pdh.dll", "image": true}], "counters": {
+        "language": "009", "names": {"009": ["2", "System", "248", "Processes"]},
+        "objects": [{"object": "System", "counters": [{"counter": "Processes", "shows": [100, 104]}]}]}})";
+    const Json counters = section("counters");
+    EXPECT_EQ(counters["status"], "partial");
+    EXPECT_EQ(counters["data"]["samples"][1]["counters"][0]["value"], 104);
+    EXPECT_FALSE(counters["data"].contains("objects"));
+    EXPECT_NE(counters["reasons"].back().get<std::string>().find("signal 6"), std::string::npos);
+}
+
+TEST_F(Report, SaysWhyASectionIsNotThere) {
+    const Json events = section("events");
+    EXPECT_EQ(events["status"], "partial");
+    EXPECT_EQ(events["reasons"][0], "the log \"Application\" cannot be opened: Access is denied (5)");
+    failCall("OpenEventLogW", ERROR_ACCESS_DENIED, 1, /*onwards=*/true);
+    EXPECT_EQ(section("events")["status"], "denied");
+    EXPECT_EQ(section("system")["status"], "notSupported");  // a PC without WMI classes
+    const Outcome outcome = run({"--section", "system"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(outcome.out.find("System: not supported here ("), std::string::npos);
+}
+
+TEST_F(Report, EndsASectionWhoseTimeIsUp) {
+    std::ostringstream out, err;
+    // Of the bundled PC's counters samples are taken for more than two seconds.
+    EXPECT_EQ(sysmira::runSysmira({"--json", "report", "--section", "counters", "--timeout", "1"}, out, err),
+              0);
+    const Json counters = Json::parse(out.str())["sections"][0];
+    EXPECT_EQ(counters["status"], "partial");
+    EXPECT_GT(counters["data"]["samples"].size(), 1u);
+    EXPECT_EQ(counters["reasons"], Json({"the process that read it was not done after 1 s and was ended"}));
+}
+
+TEST_F(Report, CountsEventsByDayAndShowsTheLatestErrorsFirst) {
+    const Json system = section("events")["data"]["System"];
+    EXPECT_EQ(system["records"], 4);
+    EXPECT_EQ(system["errors"], 2);
+    EXPECT_EQ(system["first"], "2024-02-27T23:59:59Z");
+    const Json expected = Json::parse(R"([
+        {"day": "2024-02-27", "errors": 1, "warnings": 0, "others": 0},
+        {"day": "2024-02-28", "errors": 0, "warnings": 1, "others": 1},
+        {"day": "2024-02-29", "errors": 0, "warnings": 0, "others": 0},
+        {"day": "2024-03-01", "errors": 1, "warnings": 0, "others": 0}])");
+    EXPECT_EQ(system["days"], expected);
+    ASSERT_EQ(system["latestErrors"].size(), 2u);
+    EXPECT_EQ(system["latestErrors"][0]["strings"], Json({"last"}));
+    EXPECT_EQ(system["latestErrors"][1]["strings"], Json({"first"}));
+}
+
+TEST_F(Report, ShowsMarkupInNamesAsText) {
+    EXPECT_EQ(run({"--html", m_page}).out, "");
+    const std::string text = page();
+    EXPECT_EQ(text.find("<b>"), std::string::npos);
+    EXPECT_NE(text.find("Fan &lt;b&gt;&amp;amp;&lt;/b&gt; &quot;1&quot;\\u202E"), std::string::npos);
+    EXPECT_EQ(text.find("http"), std::string::npos) << "it needs nothing from elsewhere";
+}
+
+TEST_F(Report, RefusesWhatItCannotDo) {
+    Outcome outcome = run({"--section", "drive"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "sysmira: there is no section \"drive\"; did you mean \"drives\"?\n");
+    outcome = run({"--html", "/no/such/folder/report.html"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "sysmira: the file \"/no/such/folder/report.html\" cannot be written.\n");
+    EXPECT_EQ(run({"--timeout", "0"}).status, 2);
+}
+
+}  // namespace
