@@ -11,10 +11,16 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 set(SYSMIRA_SANITIZERS "" CACHE STRING "Sanitizers of the host target, as -fsanitize takes them")
 option(SYSMIRA_FUZZ "Build the libFuzzer programs (Clang)" OFF)
 
-# Everything sees the tree by full paths ("support/String.h"), names its sources by them (__FILE__), and is
-# warned about everything.
+# What programs are compiled with that use the libraries, in this tree or from a package; the packages carry it.
+add_library(sysmira_platform INTERFACE)
+target_compile_features(sysmira_platform INTERFACE cxx_std_20)
+target_include_directories(sysmira_platform INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/sysmira>)
+
+# And what this tree is compiled with besides. It names its sources by paths from its root (__FILE__), and is warned
+# about everything.
 add_library(sysmira_settings INTERFACE)
-target_include_directories(sysmira_settings INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_libraries(sysmira_settings INTERFACE sysmira_platform)
 target_compile_options(sysmira_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
@@ -26,20 +32,27 @@ if(WIN32)
     # setupapi comes first: the CM_ functions are taken from it, which every Windows has had.
     set(SYSMIRA_WINDOWS_LIBRARIES sysmira_identifiers setupapi cfgmgr32 version ole32 oleaut32 wbemuuid uuid
         advapi32 user32 shell32 wevtapi)
+    # The C++ run-time that the DLLs use, beside them.
+    set(SYSMIRA_RUNTIME_DLLS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
 else()
-    # The Windows headers in their LP64 mode, read after the system's own; wchar_t as wide as WCHAR.
-    target_compile_options(sysmira_settings INTERFACE -fshort-wchar
-        "SHELL:-idirafter /usr/share/mingw-w64/include")
+    # The Windows headers in their LP64 mode, read after the system's own; wchar_t as wide as WCHAR. Packages look
+    # for the headers where they are used.
+    set(SYSMIRA_WINDOWS_HEADERS /usr/share/mingw-w64/include CACHE PATH "Where the Windows headers of mingw-w64 lie")
+    target_compile_options(sysmira_platform INTERFACE -fshort-wchar
+        "$<BUILD_INTERFACE:SHELL:-idirafter ${SYSMIRA_WINDOWS_HEADERS}>" $<$<CXX_COMPILER_ID:GNU>:-fms-extensions>)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # When it optimises, GCC 12 sees errors inside its own std::basic_string that are none.
-        target_compile_options(sysmira_settings INTERFACE -fms-extensions
+        target_compile_options(sysmira_settings INTERFACE
             $<$<CONFIG:Release>:-Wno-maybe-uninitialized> $<$<CONFIG:Release>:-Wno-stringop-overflow>
             $<$<CONFIG:Release>:-Wno-array-bounds>)
     endif()
     if(SYSMIRA_SANITIZERS)
-        target_compile_options(sysmira_settings INTERFACE -fsanitize=${SYSMIRA_SANITIZERS} -fno-sanitize-recover=all
-            -fno-omit-frame-pointer -O0 -g1)
-        target_link_options(sysmira_settings INTERFACE -fsanitize=${SYSMIRA_SANITIZERS})
+        # The run-time of a sanitizer comes with the whole program; and a container whose bounds it watches must be
+        # watched by everyone who changes it.
+        target_compile_options(sysmira_platform INTERFACE -fsanitize=${SYSMIRA_SANITIZERS}
+            -fno-sanitize-recover=all)
+        target_link_options(sysmira_platform INTERFACE -fsanitize=${SYSMIRA_SANITIZERS})
+        target_compile_options(sysmira_settings INTERFACE -fno-omit-frame-pointer -O0 -g1)
     endif()
     if(SYSMIRA_FUZZ)
         target_compile_options(sysmira_settings INTERFACE -fsanitize=fuzzer-no-link)
@@ -49,7 +62,7 @@ endif()
 
 # The GUIDs of the Windows headers, for whoever links last.
 add_library(sysmira_identifiers STATIC ${PROJECT_SOURCE_DIR}/support/Identifiers.cpp)
-target_link_libraries(sysmira_identifiers PRIVATE sysmira_settings)
+target_link_libraries(sysmira_identifiers PRIVATE $<BUILD_INTERFACE:sysmira_settings>)
 
 # sysmira_library(NAME SOURCES...): the objects NAME_objects, and of them the archive NAME (host) or the
 # dynamic library NAME.dll with its import library (Windows). Tests link the objects, so what is tested is
@@ -68,7 +81,14 @@ function(sysmira_library name)
         add_library(${name} STATIC $<TARGET_OBJECTS:${name}_objects>)
         set_target_properties(${name} PROPERTIES PREFIX "lib")
     endif()
-    target_link_libraries(${name} PUBLIC sysmira_settings ${arg_USES} ${SYSMIRA_WINDOWS_LIBRARIES})
+    target_link_libraries(${name} PUBLIC sysmira_platform ${arg_USES} $<BUILD_INTERFACE:sysmira_settings>)
+    if(WIN32)
+        # Who uses an installed DLL links with its import library alone.
+        target_link_libraries(${name} PUBLIC $<BUILD_INTERFACE:${SYSMIRA_WINDOWS_LIBRARIES}>)
+    else()
+        target_link_libraries(${name} PUBLIC ${SYSMIRA_WINDOWS_LIBRARIES})
+    endif()
+    add_library(Sysmira::${name} ALIAS ${name})
 endfunction()
 
 # sysmira_embed_text(OUTPUT SOURCE INPUT FILE HEADER HEADER SPACE NAMESPACE FUNCTION NAME): makes, in the build

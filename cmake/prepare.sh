@@ -1,4 +1,4 @@
-# What ./run and ./test have in common; read by them with $here set to the tree's root. Nothing here writes to
+# What ./run, ./test and ./package have in common; read by them with $here set to the tree's root. Nothing here writes to
 # stdout.
 
 # install_missing PACKAGE...: installs what this Debian system lacks.

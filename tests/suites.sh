@@ -27,6 +27,8 @@ on_linux() {
     check "sysmira refuses what it does not know" refuses
     check "the example prepare-drive keeps off what it must not touch, and unlocks" prepares_a_drive
     check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
+    check "the package for Linux is whole, and tells nothing of where it was made" installs_on_linux
+    check "its examples are built of nothing else, and do what they should" uses_package_on_linux
     echo "Linux, with ThreadSanitizer:"
     suite threads "$threads/threads"
 }
@@ -56,6 +58,8 @@ on_windows() {
     check "sysmira.exe reads the up time of this system" reads_up_time
     check "sysmira.exe reports what this system tells, and says what it does not" reports_wine
     check "sysmira.exe ends help and dialogs that are not there with a sentence" refuses_to_show
+    check "the package for Windows is whole, and tells nothing of where it was made" makes_zip
+    check "its sysmira.exe runs, its examples are built of nothing else, and run" uses_zip
 }
 
 # Counting. A suite counts with its cases, a check as one.
@@ -351,4 +355,70 @@ refuses_to_show() {
     expect 1 in_wine sysmira.exe help fans && has "$err" '^sysmira: .*\.$' && [ -z "$out" ] &&
         expect 1 in_wine sysmira.exe help-file 'C:\no such file.chm' fans.htm && has "$err" 'no such file' && [ -z "$out" ] &&
         expect 1 in_wine sysmira.exe network-properties '{00000000-0000-0000-0000-000000000000}' && [ -z "$out" ]
+
+# Every header of the package is read, so that none asks for one that stayed behind.
+installs_on_linux() {
+    local package=$results/linux
+    expect 0 cmake --install "$host" --prefix "$package" && ! grep -rlI -- "$here" "$package" &&
+        (cd "$package/include/sysmira" && find . -name '*.h' -printf '#include "%P"\n') |
+            g++ -std=c++20 -fsyntax-only -fshort-wchar -fms-extensions -idirafter /usr/share/mingw-w64/include \
+                -I"$package/include/sysmira" -x c++ -
+}
+
+# builds_example NAME PACKAGE [CMAKE OPTION...]: in $results/NAME of PACKAGE, by what stands in the package alone.
+builds_example() {
+    local name=$1 package=$2 folder source
+    shift 2
+    folder=$results/$name-$(basename "$package")
+    source=$(find "$package" -type d -name "$name")
+    expect 0 cmake -G Ninja -S "$source" -B "$folder" -D CMAKE_PREFIX_PATH="$package" "$@" &&
+        expect 0 ninja -C "$folder" && ! grep -rl -- "$here" "$folder"
+}
+
+uses_package_on_linux() {
+    local package=$results/linux
+    builds_example diagnostic-test "$package" && builds_example prepare-drive "$package" &&
+        expect 0 "$results/diagnostic-test-linux/disk-test-cases" "$package"/share/doc/*/examples/diagnostic-test/pc.json &&
+        has "$out" '^ok: Bad blocks fail the disk that they are on$' && ! grep FAILED <<<"$out" && [ -z "$err" ] &&
+        expect 0 "$results/prepare-drive-linux/prepare-drive" && has "$out" 'sector 2048: in use'
+}
+
+makes_zip() {
+    local package=$results/windows
+    mkdir -p "$package" && expect 0 cpack --config "$windows/CPackConfig.cmake" -B "$results/zip" &&
+        (cd "$package" && cmake -E tar xf "$results"/zip/*.zip && mv sysmira-*/* .) && ! grep -rl -- "$here" "$package" &&
+        diff - <(cd "$package" && ls bin lib include/sysmira) <<END
+bin:
+Sysmira.dll
+common.dll
+libgcc_s_seh-1.dll
+libstdc++-6.dll
+libwinpthread-1.dll
+sysmira.exe
+
+include/sysmira:
+libSysmira
+support
+
+lib:
+cmake
+libSysmira.dll.a
+libcommon.dll.a
+END
+    [ $? -eq 0 ] && ls "$package"/README.md "$package"/docs/architecture.md "$package"/licences/mingw-w64-common.txt
+}
+
+uses_zip() {
+    local package=$results/windows name tools="-D CMAKE_SYSTEM_NAME=Windows"
+    local -x SYSMIRA_WINE=$windows WINEPATH
+    for name in diagnostic-test prepare-drive; do
+        # shellcheck disable=SC2086  # two words
+        builds_example $name "$package" $tools -D CMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix || return 1
+    done
+    WINEPATH=Z:${package//\//\\}\\bin
+    expect 0 "$here/cmake/in-wine" "$package/bin/sysmira.exe" devices --disks && has "$out" 'ACME ROCKET 1000 SSD' &&
+        expect 2 "$here/cmake/in-wine" "$results/diagnostic-test-windows/disk-test.exe" &&
+        has "$out" '^unknown +ACME ROCKET 1000 SSD$' && has "$out" 'the drive does not answer' &&
+        expect 0 "$here/cmake/in-wine" "$results/prepare-drive-windows/prepare-drive.exe" &&
+        has "$out" '^ACME ROCKET 1000 SSD, 0 bytes$' && has "$out" 'no fixed disk'
 }

@@ -1,4 +1,4 @@
-// On Linux the examples run on the bundled simulated PC: the library's Windows calls go there.
+// On Linux the example runs on the bundled simulated PC: the library's Windows calls go there.
 #include "simulation/machine/Machine.h"
 #include "simulation/machine/MachineFile.h"
 
