@@ -355,6 +355,7 @@ refuses_to_show() {
     expect 1 in_wine sysmira.exe help fans && has "$err" '^sysmira: .*\.$' && [ -z "$out" ] &&
         expect 1 in_wine sysmira.exe help-file 'C:\no such file.chm' fans.htm && has "$err" 'no such file' && [ -z "$out" ] &&
         expect 1 in_wine sysmira.exe network-properties '{00000000-0000-0000-0000-000000000000}' && [ -z "$out" ]
+}
 
 # Every header of the package is read, so that none asks for one that stayed behind.
 installs_on_linux() {
