@@ -65,17 +65,18 @@ public:
     }
 
     /// For pointers; an empty holder is misuse.
-    Resource operator->() const requires std::is_pointer_v<Resource> && Storage::PointsToObject {
+    Resource operator->() const requires pointsToObject {
         ZOR_ASSERT(isValid());
         return m_share->resource;
     }
-    std::add_lvalue_reference_t<std::remove_pointer_t<Resource>> operator*()
-        const requires std::is_pointer_v<Resource> && Storage::PointsToObject {
+    std::add_lvalue_reference_t<std::remove_pointer_t<Resource>> operator*() const requires pointsToObject {
         ZOR_ASSERT(isValid());
         return *m_share->resource;
     }
 
 private:
+    static constexpr bool pointsToObject = std::is_pointer_v<Resource> && Storage::PointsToObject;
+
     struct Share {
         Resource resource;
         std::conditional_t<Counting == 1, std::atomic<unsigned int>, unsigned int> count{1};

@@ -26,6 +26,7 @@ on_linux() {
     check "sysmira analyses a volume, and shows what a help call would open" analyses_and_helps
     check "sysmira refuses what it does not know" refuses
     check "the example prepare-drive keeps off what it must not touch, and unlocks" prepares_a_drive
+    check "the reference of the public headers is made without a warning" makes_reference
     check "libcommon.a and libSysmira.a hold nothing of the simulation" archives_stand_alone
     check "the package for Linux is whole, and tells nothing of where it was made" installs_on_linux
     check "its examples are built of nothing else, and do what they should" uses_package_on_linux
@@ -212,6 +213,10 @@ refuses() {
 prepares_a_drive() {
     expect 0 "$host/prepare-drive" && has "$out" 'Windows or this program runs from it' &&
         has "$out" 'sector 2048: in use' && has "$out" 'unlocked' && has "$out" 'hands off' && [ -z "$err" ]
+}
+
+makes_reference() {
+    (cd "$here" && doxygen docs/Doxyfile) && [ -s "$here/build/reference/html/index.html" ]
 }
 
 archives_stand_alone() {

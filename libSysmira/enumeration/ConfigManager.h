@@ -71,7 +71,7 @@ public:
     static bool getClass(DEVINST node, zor::String& name);
     /// With braces, in upper case.
     static bool getClassGuid(DEVINST node, zor::String& guid);
-    /// The class GUID and the number of the node's software key below Control\Class.
+    /// The class GUID and the number of the node's software key below "Control\Class".
     static bool getDriverKey(DEVINST node, zor::String& key);
     static bool getLocation(DEVINST node, zor::String& location);
     static bool getEnumerator(DEVINST node, zor::String& enumerator);

@@ -1,38 +1,15 @@
 // The command, run within this process on machine files and on the bundled PC.
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
-#include "tests/behaviour/SimulatedPc.h"
-#include "tools/sysmira/Command.h"
+#include "tests/behaviour/CommandRun.h"
 #include "tools/sysmira/PrintableText.h"
 
 namespace {
 
 using nlohmann::json;
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-Outcome run(const Strings& arguments) {
-    std::ostringstream out, err;
-    const int status = sysmira::runSysmira(arguments, out, err);
-    return {status, out.str(), err.str()};
-}
-
-json runJson(Strings arguments) {
-    arguments.push_back("--json");
-    const Outcome outcome = run(arguments);
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    return json::parse(outcome.out);
-}
+Outcome run(const Strings& arguments) { return runCommand(arguments); }
+json runJson(const Strings& arguments) { return runForJson(arguments); }
 
 std::string text(const json& value) { return value.get<std::string>(); }
 
@@ -54,22 +31,16 @@ Strings idsOf(const json& document) {
 
 class Command : public SimulatedPc {
 protected:
-    void TearDown() override {
-        if (!m_file.empty()) std::remove(m_file.c_str());
-        SimulatedPc::TearDown();
-    }
-
     // The arguments that run the command on a machine file of this text.
     Strings on(const std::string& machineFile, Strings arguments) {
-        m_file = testing::TempDir() + "sysmira-command-" + std::to_string(getpid()) + ".json";
-        std::ofstream(m_file, std::ios::binary) << machineFile;
-        arguments.insert(arguments.begin(), {"--machine", m_file});
+        m_file.write(machineFile);
+        arguments.insert(arguments.begin(), {"--machine", m_file.path()});
         return arguments;
     }
-    const std::string& file() const { return m_file; }
+    const std::string& file() const { return m_file.path(); }
 
 private:
-    std::string m_file;
+    TemporaryFile m_file{"command.json"};
 };
 
 const char* const smallPc = R"({

@@ -1,19 +1,15 @@
 // `sysmira counters`, run within this process on a machine file; and the counters of such a file.
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
-#include <cstdio>
-#include <fstream>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 
 #include "simulation/machine/MachineFile.h"
+#include "tests/behaviour/CommandRun.h"
 #include "tests/behaviour/CounterPc.h"
-#include "tools/sysmira/Command.h"
 #include "tools/sysmira/Trend.h"
 
 namespace {
@@ -43,37 +39,22 @@ const char* const workbench = R"json({
 
 class CountersCommand : public CounterPc {
 protected:
-    struct Outcome {
-        int status;
-        std::string out;
-        std::string err;
-    };
-
     void SetUp() override {
         CounterPc::SetUp();
-        m_file = testing::TempDir() + "sysmira-counters-" + std::to_string(getpid()) + ".json";
         write(workbench);
     }
-    void TearDown() override {
-        std::remove(m_file.c_str());
-        CounterPc::TearDown();
-    }
 
-    void write(const std::string& text) const { std::ofstream(m_file, std::ios::binary) << text; }
+    void write(const std::string& text) const { m_file.write(text); }
 
     // As a new process would.
-    Outcome run(const Strings& arguments) const {
+    Outcome run(Strings arguments) const {
         libSysmira::PerformanceNameTableReset::run();
-        Strings all = {"--machine", m_file, "counters"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        std::ostringstream out, err;
-        const int status = sysmira::runSysmira(all, out, err);
-        EXPECT_EQ(simulation::ledger().describe(), "");
-        return {status, out.str(), err.str()};
+        arguments.insert(arguments.begin(), {"--machine", m_file.path(), "counters"});
+        return runCommand(arguments);
     }
 
 private:
-    std::string m_file;
+    TemporaryFile m_file{"counters.json"};
 };
 
 const std::string load0 = "Processor(0)\\% Processor Time";

@@ -1,13 +1,7 @@
 // `sysmira displays`, run within this process.
-#include <unistd.h>
+#include <memory>
 
-#include <cstdio>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
-
-#include "tests/behaviour/SimulatedPc.h"
-#include "tools/sysmira/Command.h"
+#include "tests/behaviour/CommandRun.h"
 #include "tools/sysmira/DesktopPicture.h"
 
 namespace {
@@ -15,44 +9,29 @@ namespace {
 using nlohmann::json;
 using sysmira::drawDesktop;
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
 class DisplaysCommand : public SimulatedPc {
 protected:
-    void TearDown() override {
-        for (const std::string& file : m_files) std::remove(file.c_str());
-        SimulatedPc::TearDown();
-    }
-
     static Outcome run(Strings arguments) {
         arguments.insert(arguments.begin(), "displays");
-        std::ostringstream out, err;
-        const int status = sysmira::runSysmira(arguments, out, err);
-        return {status, out.str(), err.str()};
+        return runCommand(arguments);
     }
     static json runJson(Strings arguments) {
-        arguments.push_back("--json");
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        return json::parse(outcome.out);
+        arguments.insert(arguments.begin(), "displays");
+        return runForJson(arguments);
     }
 
-    std::string file(const std::string& name) {
-        m_files.push_back(testing::TempDir() + "sysmira-" + std::to_string(getpid()) + "-" + name);
-        return m_files.back();
+    const std::string& file(const std::string& name) {
+        m_files.push_back(std::make_unique<TemporaryFile>(name));
+        return m_files.back()->path();
     }
-    std::string machineFile(const std::string& text) {
-        const std::string name = file("displays.json");
-        std::ofstream(name, std::ios::binary) << text;
+    const std::string& machineFile(const std::string& text) {
+        const std::string& name = file("displays.json");
+        m_files.back()->write(text);
         return name;
     }
 
 private:
-    Strings m_files;
+    std::vector<std::unique_ptr<TemporaryFile>> m_files;
 };
 
 // Two monitors: the second has no EDID and a name that would clear the screen.

@@ -1,13 +1,5 @@
 // `sysmira events`, `channel` and `diagnostics`, run within this process on a machine file.
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
-
-#include "tests/behaviour/SimulatedPc.h"
-#include "tools/sysmira/Command.h"
+#include "tests/behaviour/CommandRun.h"
 
 namespace {
 
@@ -39,36 +31,20 @@ const char* const logPc = R"({
 
 class EventCommands : public SimulatedPc {
 protected:
-    struct Outcome {
-        int status;
-        std::string out;
-        std::string err;
-    };
-
     void SetUp() override {
         SimulatedPc::SetUp();
-        m_file = testing::TempDir() + "sysmira-events-" + std::to_string(getpid()) + ".json";
         write(logPc);
     }
-    void TearDown() override {
-        std::remove(m_file.c_str());
-        SimulatedPc::TearDown();
-    }
 
-    void write(const std::string& text) const { std::ofstream(m_file, std::ios::binary) << text; }
+    void write(const std::string& text) const { m_file.write(text); }
 
     Outcome run(Strings arguments) const {
-        arguments.insert(arguments.begin(), {"--machine", m_file});
-        std::ostringstream out, err;
-        const int status = sysmira::runSysmira(arguments, out, err);
-        EXPECT_EQ(simulation::ledger().describe(), "") << arguments.back();
-        return {status, out.str(), err.str()};
+        arguments.insert(arguments.begin(), {"--machine", m_file.path()});
+        return runCommand(arguments);
     }
     json runJson(Strings arguments) const {
-        arguments.push_back("--json");
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        return json::parse(outcome.out);
+        arguments.insert(arguments.begin(), {"--machine", m_file.path()});
+        return runForJson(arguments);
     }
     void expectFailure(const Strings& arguments, int status, const std::string& sentence) const {
         const Outcome outcome = run(arguments);
@@ -78,7 +54,7 @@ protected:
     }
 
 private:
-    std::string m_file;
+    TemporaryFile m_file{"events.json"};
 };
 
 TEST_F(EventCommands, RecordsThatFitAreReports) {

@@ -1,13 +1,5 @@
 // `sysmira report`, its sections read in processes of their own on a machine file.
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
-
-#include "tests/behaviour/SimulatedPc.h"
-#include "tools/sysmira/Command.h"
+#include "tests/behaviour/CommandRun.h"
 
 namespace {
 
@@ -28,46 +20,24 @@ const char* const reportPc = R"({
 
 class Report : public SimulatedPc {
 protected:
-    struct Outcome {
-        int status;
-        std::string out;
-        std::string err;
-    };
-
     void SetUp() override {
         SimulatedPc::SetUp();
-        m_file = testing::TempDir() + "sysmira-report-" + std::to_string(getpid()) + ".json";
-        m_page = m_file + ".html";
-        std::ofstream(m_file, std::ios::binary) << reportPc;
-    }
-    void TearDown() override {
-        std::remove(m_file.c_str());
-        std::remove(m_page.c_str());
-        SimulatedPc::TearDown();
+        m_file.write(reportPc);
     }
 
     Outcome run(Strings arguments) const {
-        arguments.insert(arguments.begin(), {"--machine", m_file, "report"});
-        std::ostringstream out, err;
-        const int status = sysmira::runSysmira(arguments, out, err);
-        return {status, out.str(), err.str()};
+        arguments.insert(arguments.begin(), {"--machine", m_file.path(), "report"});
+        return runCommand(arguments);
     }
     Json runJson(Strings arguments) const {
-        arguments.push_back("--json");
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        return Json::parse(outcome.out);
+        arguments.insert(arguments.begin(), {"--machine", m_file.path(), "report"});
+        return runForJson<Json>(arguments);
     }
     Json section(const std::string& name, Strings arguments = {}) const {
         arguments.insert(arguments.end(), {"--section", name});
         const Json report = runJson(arguments);
         EXPECT_EQ(report["sections"].size(), 1u);
         return report["sections"][0];
-    }
-    std::string page() const {
-        std::ostringstream text;
-        text << std::ifstream(m_page, std::ios::binary).rdbuf();
-        return text.str();
     }
     static void endProcessIn(const std::string& function) {
         simulation::Fault fault;
@@ -76,8 +46,8 @@ protected:
         simulation::control().add(fault);
     }
 
-    std::string m_file;
-    std::string m_page;
+    TemporaryFile m_file{"report.json"};
+    TemporaryFile m_page{"report.html"};
 };
 
 TEST_F(Report, TellsEverySectionOnceAndWhatNeedsAttentionFirst) {
@@ -121,11 +91,11 @@ TEST_F(Report, KeepsWhatASectionFoundBeforeItsProcessEnded) {
 
     simulation::control().clearFaults();
     endProcessIn("PdhEnumObjectsW");
-    std::ofstream(m_file, std::ios::binary) << R"({"devices": [{"id": "HTREE\\ROOT\\0"}],
+    m_file.write(R"({"devices": [{"id": "HTREE\\ROOT\\0"}],
         "environment": {"WINDIR": "C:\\Windows"},
         "files": [{"path": "C:\\Windows\\System32\\pdh.dll", "image": true}], "counters": {
         "language": "009", "names": {"009": ["2", "System", "248", "Processes"]},
-        "objects": [{"object": "System", "counters": [{"counter": "Processes", "shows": [100, 104]}]}]}})";
+        "objects": [{"object": "System", "counters": [{"counter": "Processes", "shows": [100, 104]}]}]}})");
     const Json counters = section("counters");
     EXPECT_EQ(counters["status"], "partial");
     EXPECT_EQ(counters["data"]["samples"][1]["counters"][0]["value"], 104);
@@ -173,8 +143,8 @@ TEST_F(Report, CountsEventsByDayAndShowsTheLatestErrorsFirst) {
 }
 
 TEST_F(Report, ShowsMarkupInNamesAsText) {
-    EXPECT_EQ(run({"--html", m_page}).out, "");
-    const std::string text = page();
+    EXPECT_EQ(run({"--html", m_page.path()}).out, "");
+    const std::string text = m_page.read();
     EXPECT_EQ(text.find("<b>"), std::string::npos);
     EXPECT_NE(text.find("Fan &lt;b&gt;&amp;amp;&lt;/b&gt; &quot;1&quot;\\u202E"), std::string::npos);
     EXPECT_EQ(text.find("http"), std::string::npos) << "it needs nothing from elsewhere";

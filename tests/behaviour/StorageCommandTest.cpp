@@ -1,56 +1,26 @@
 // The subcommands volumes, drives and sector on the bundled PC and on small ones.
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
-
 #include "simulation/control/Clock.h"
-#include "tests/behaviour/SimulatedPc.h"
-#include "tools/sysmira/Command.h"
+#include "tests/behaviour/CommandRun.h"
 
 namespace {
 
 using nlohmann::json;
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-Outcome run(const Strings& arguments) {
-    std::ostringstream out, err;
-    const int status = sysmira::runSysmira(arguments, out, err);
-    return {status, out.str(), err.str()};
-}
-
-json runJson(Strings arguments) {
-    arguments.push_back("--json");
-    const Outcome outcome = run(arguments);
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    return json::parse(outcome.out);
-}
+Outcome run(const Strings& arguments) { return runCommand(arguments); }
+json runJson(const Strings& arguments) { return runForJson(arguments); }
 
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 class StorageCommand : public SimulatedPc {
 protected:
-    void TearDown() override {
-        if (!m_file.empty()) std::remove(m_file.c_str());
-        SimulatedPc::TearDown();
-    }
-
     /// Writes a machine file; `text` is its JSON.
     const std::string& machineFile(const std::string& text) {
-        m_file = testing::TempDir() + "sysmira-storage-" + std::to_string(getpid()) + ".json";
-        std::ofstream(m_file) << text;
-        return m_file;
+        m_file.write(text);
+        return m_file.path();
     }
 
 private:
-    std::string m_file;
+    TemporaryFile m_file{"storage.json"};
 };
 
 // A disk that holds a part of X:, of which no relation tells.

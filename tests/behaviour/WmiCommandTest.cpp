@@ -1,18 +1,13 @@
 // `sysmira wmi`, run within this process on a machine file.
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
-#include <fstream>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 
-#include "tests/behaviour/SimulatedPc.h"
-#include "tools/sysmira/Command.h"
+#include "tests/behaviour/CommandRun.h"
 
 namespace {
 
@@ -45,39 +40,21 @@ const char* const fanPc = R"({
 
 class WmiCommand : public SimulatedPc {
 protected:
-    struct Outcome {
-        int status;
-        std::string out;
-        std::string err;
-    };
-
     void SetUp() override {
         SimulatedPc::SetUp();
-        m_file = testing::TempDir() + "sysmira-wmi-" + std::to_string(getpid()) + ".json";
-        std::ofstream(m_file, std::ios::binary) << fanPc;
-    }
-    void TearDown() override {
-        std::remove(m_file.c_str());
-        SimulatedPc::TearDown();
+        m_file.write(fanPc);
     }
 
-    Outcome run(const Strings& arguments) const {
-        Strings all = {"--machine", m_file, "wmi"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        std::ostringstream out, err;
-        const int status = sysmira::runSysmira(all, out, err);
-        EXPECT_EQ(simulation::ledger().describe(), "") << arguments.back();
-        return {status, out.str(), err.str()};
-    }
-    json runJson(Strings arguments) const {
-        arguments.push_back("--json");
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        return json::parse(outcome.out);
-    }
+    Outcome run(const Strings& arguments) const { return runCommand(onFans(arguments)); }
+    json runJson(const Strings& arguments) const { return runForJson(onFans(arguments)); }
 
 private:
-    std::string m_file;
+    Strings onFans(Strings arguments) const {
+        arguments.insert(arguments.begin(), {"--machine", m_file.path(), "wmi"});
+        return arguments;
+    }
+
+    TemporaryFile m_file{"wmi.json"};
 };
 
 TEST_F(WmiCommand, ObjectsAreBlocksOfAlignedProperties) {
