@@ -365,7 +365,7 @@ refuses_to_show() {
 # Every header of the package is read, so that none asks for one that stayed behind.
 installs_on_linux() {
     local package=$results/linux
-    expect 0 cmake --install "$host" --prefix "$package" && ! grep -rlI -- "$here" "$package" &&
+    expect 0 cmake --install "$host" --prefix "$package" && ! grep -rlIF -- "$here" "$package" &&
         (cd "$package/include/sysmira" && find . -name '*.h' -printf '#include "%P"\n') |
             g++ -std=c++20 -fsyntax-only -fshort-wchar -fms-extensions -idirafter /usr/share/mingw-w64/include \
                 -I"$package/include/sysmira" -x c++ -
@@ -378,7 +378,7 @@ builds_example() {
     folder=$results/$name-$(basename "$package")
     source=$(find "$package" -type d -name "$name")
     expect 0 cmake -G Ninja -S "$source" -B "$folder" -D CMAKE_PREFIX_PATH="$package" "$@" &&
-        expect 0 ninja -C "$folder" && ! grep -rl -- "$here" "$folder"
+        expect 0 ninja -C "$folder" && ! grep -rlIF -- "$here" "$folder"
 }
 
 uses_package_on_linux() {
@@ -392,36 +392,27 @@ uses_package_on_linux() {
 makes_zip() {
     local package=$results/windows
     mkdir -p "$package" && expect 0 cpack --config "$windows/CPackConfig.cmake" -B "$results/zip" &&
-        (cd "$package" && cmake -E tar xf "$results"/zip/*.zip && mv sysmira-*/* .) && ! grep -rl -- "$here" "$package" &&
-        diff - <(cd "$package" && ls bin lib include/sysmira) <<END
-bin:
-Sysmira.dll
-common.dll
-libgcc_s_seh-1.dll
-libstdc++-6.dll
-libwinpthread-1.dll
-sysmira.exe
-
-include/sysmira:
-libSysmira
-support
-
-lib:
-cmake
-libSysmira.dll.a
-libcommon.dll.a
+        (cd "$package" && cmake -E tar xf "$results"/zip/*.zip && mv sysmira-*/* .) &&
+        ! grep -rlF -- "$here" "$package" && diff <(cd "$package" && find bin lib -maxdepth 1 -type f | sort) - <<END &&
+bin/Sysmira.dll
+bin/common.dll
+bin/libgcc_s_seh-1.dll
+bin/libstdc++-6.dll
+bin/libwinpthread-1.dll
+bin/sysmira.exe
+lib/libSysmira.dll.a
+lib/libcommon.dll.a
 END
-    [ $? -eq 0 ] && ls "$package"/README.md "$package"/docs/architecture.md "$package"/licences/mingw-w64-common.txt
+        ls "$package"/README.md "$package"/docs/architecture.md "$package"/licences/mingw-w64-common.txt
 }
 
 uses_zip() {
-    local package=$results/windows name tools="-D CMAKE_SYSTEM_NAME=Windows"
-    local -x SYSMIRA_WINE=$windows WINEPATH
+    local package=$results/windows name
     for name in diagnostic-test prepare-drive; do
-        # shellcheck disable=SC2086  # two words
-        builds_example $name "$package" $tools -D CMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix || return 1
+        builds_example $name "$package" -D CMAKE_SYSTEM_NAME=Windows \
+            -D CMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix || return 1
     done
-    WINEPATH=Z:${package//\//\\}\\bin
+    local -x SYSMIRA_WINE=$windows WINEPATH=Z:${package//\//\\}\\bin
     expect 0 "$here/cmake/in-wine" "$package/bin/sysmira.exe" devices --disks && has "$out" 'ACME ROCKET 1000 SSD' &&
         expect 2 "$here/cmake/in-wine" "$results/diagnostic-test-windows/disk-test.exe" &&
         has "$out" '^unknown +ACME ROCKET 1000 SSD$' && has "$out" 'the drive does not answer' &&

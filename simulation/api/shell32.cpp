@@ -198,7 +198,7 @@ public:
         }
         if (!machine().shell.helpPane) return call.returns(RPC_E_DISCONNECTED);
         const HelpPane& pane = *machine().shell.helpPane;
-        if (FAILED(pane.result)) return fails(call, pane, raised);
+        if (FAILED(pane.result)) return fails(call, pane, raised, /*later=*/id == Contents);
         machine().shell.opened.push_back(
             id == Contents ? "help pane, contents" : "help pane, search results for " + toUtf8(searched));
         return call.returns(S_OK);
@@ -210,13 +210,21 @@ public:
 private:
     static constexpr DISPID Contents = 1, SearchResults = 2;
 
-    static HRESULT fails(Call& call, const HelpPane& pane, EXCEPINFO* raised) {
+    // What it says of a failure; of its contents only when it is asked for it.
+    static HRESULT fails(Call& call, const HelpPane& pane, EXCEPINFO* raised, bool later) {
         if (!pane.failureDescription || raised == nullptr) return call.returns(pane.result);
         *raised = {};
         raised->scode = pane.result;
-        raised->bstrSource = newBstr(u"HelpPane", call.name());
-        raised->bstrDescription = newBstr(*pane.failureDescription, call.name());
+        raised->pfnDeferredFillIn = &describe;
+        if (!later) describe(raised);
         return call.returns(DISP_E_EXCEPTION);
+    }
+    static HRESULT WINAPI describe(EXCEPINFO* raised) {
+        const std::optional<HelpPane>& pane = machine().shell.helpPane;
+        raised->pfnDeferredFillIn = nullptr;
+        raised->bstrSource = newBstr(u"HelpPane", "IHelpPane::Invoke");
+        raised->bstrDescription = newBstr(pane->failureDescription.value_or(u""), "IHelpPane::Invoke");
+        return S_OK;
     }
     void drop() override {}
 };
