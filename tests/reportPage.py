@@ -21,6 +21,19 @@ WIDTHS = (360, 1400)
 SCHEMES = ("light", "dark")
 UNITS = {"bytes": 1, "byte": 1, "KB": 2**10, "MB": 2**20, "GB": 2**30, "TB": 2**40}
 
+BROKEN_NUMBERS = """
+return [...document.querySelectorAll('td.number')].filter(cell => {
+  const walker = document.createTreeWalker(cell, NodeFilter.SHOW_TEXT), range = document.createRange();
+  while (walker.nextNode()) {
+    for (const word of walker.currentNode.data.matchAll(/\\S+/g)) {
+      range.setStart(walker.currentNode, word.index);
+      range.setEnd(walker.currentNode, word.index + word[0].length);
+      if (range.getClientRects().length > 1) return true;
+    }
+  }
+  return false;
+}).map(cell => cell.textContent).slice(0, 5)"""
+
 failures = []
 
 
@@ -73,6 +86,9 @@ def check_looks(browser, page, folder):
                 unfold(browser, button)
                 widest = browser.execute_script("return document.documentElement.scrollWidth")
                 expect(widest <= width, f"{where} the page is {widest} pixels wide after \"{button}\"")
+            unfold(browser)
+            broken = browser.execute_script(BROKEN_NUMBERS)
+            expect(not broken, f"{where} these numbers are broken in two: {broken}")
             messages = browser.get_log("browser")
             expect(not messages, f"{where} the console says {messages}")
             color = browser.execute_script("return getComputedStyle(document.body).backgroundColor")

@@ -110,6 +110,13 @@ std::string cellsOf(const MapRegion& region, double begin, double width) {
     return text;
 }
 
+// What stands above a region: nothing where no word has room.
+std::string nameOf(const MapRegion& region, double width) {
+    if (width < 30) return "";
+    if (!region.volume.empty()) return escaped(region.volume);
+    return region.partition ? escaped(region.type) : "no partition";
+}
+
 ReportTable regionTable(const ReportDisk& disk) {
     ReportTable table;
     table.columns = {{"Partition"}, {"Holds"}, {"Size", true}, {"In use", true}};
@@ -227,7 +234,7 @@ public:
     }
 
     std::string operator()(const ReportTable& block) const {
-        std::string text = "<table>";
+        std::string text = "<div class=\"wide\"><table>";
         if (!block.caption.empty()) text += "<caption>" + escaped(block.caption) + "</caption>";
         text += "\n<thead><tr>";
         for (const ReportTable::Column& column : block.columns) {
@@ -243,7 +250,7 @@ public:
             }
             text += "</tr>\n";
         }
-        return text + "</tbody></table>\n";
+        return text + "</tbody></table></div>\n";
     }
 
     std::string operator()(const ReportTree& block) const {
@@ -262,18 +269,20 @@ public:
     }
 
     std::string operator()(const ReportDisk& block) const {
-        std::string content, edges;
+        std::string content, edges, names;
         double begin = 0, cells = 0;
         for (const MapRegion& region : block.map.regions) cells += static_cast<double>(region.cells.size());
         for (const MapRegion& region : block.map.regions) {
             const double width = static_cast<double>(region.cells.size()) / cells * 1000;
             content += cellsOf(region, begin, width);
             begin += width;
+            names +=
+                "<span style=\"width:" + coordinate(width / 10) + "%\">" + nameOf(region, width) + "</span>";
             edges += "<line class=\"edge\" y1=\"0\" y2=\"10\"" + attribute("x1", begin) +
                      attribute("x2", begin) + "/>";
         }
         std::string text =
-            "<figure class=\"disk\">" +
+            "<figure class=\"disk\"><div class=\"names\" aria-hidden=\"true\">" + names + "</div>" +
             picture(1000, 10, "Map of " + block.name + "; the table below tells its partitions",
                     content + edges) +
             "<div class=\"key\">";

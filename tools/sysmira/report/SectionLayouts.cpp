@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Problems.h"
@@ -249,8 +250,13 @@ ReportTable volumeTable(const JsonPath& volumes) {
     ReportTable table;
     table.caption = "Volumes";
     table.columns = {{"Volume"}, {"File system"}, {"Capacity", true}, {"Used", true}, {"Free", true}};
+    std::set<std::string> known;
     for (const JsonPath& volume : volumes.items()) {
-        table.rows.push_back({volumeName(volume), textCell(volume["fileSystem"]),
+        ReportText name = volumeName(volume);
+        // A hidden volume with a name has two entries, of which the second goes by the path of its device.
+        const std::string ownName = volume["volumeName"].toText();
+        if (!ownName.empty() && !known.insert(ownName).second) name += ", the same by its device";
+        table.rows.push_back({std::move(name), textCell(volume["fileSystem"]),
                               volumeSize(volume, "totalBytes", /*full=*/false),
                               volumeSize(volume, "usedBytes", /*full=*/false),
                               volumeSize(volume, "freeBytes", /*full=*/false)});
