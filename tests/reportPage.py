@@ -113,6 +113,9 @@ def check_keyboard(browser, page):
         expect(active.find_element(By.XPATH, "..").get_attribute("open") != before, f"{key!r} folds and unfolds")
     nested = "return document.querySelectorAll('ul.tree details details').length"
     expect(browser.execute_script(nested) > 5, "the device tree folds at its branches")
+    hidden = "return [...document.querySelectorAll('ul.tree .bad')].filter(e => e.closest('ul').closest('details:not([open])')).length"
+    show(browser, page, 1400, "light")
+    expect(browser.execute_script(hidden) == 0, "a device with a problem is to be seen in the tree from the beginning")
     unnamed = "return [...document.querySelectorAll('svg[role=img]')].filter(e => !e.getAttribute('aria-label')).length"
     expect(browser.execute_script(unnamed) == 0, "every picture has a text for those who do not see it")
 

@@ -1,5 +1,6 @@
 // `sysmira report`, its sections read in processes of their own on a machine file.
 #include "tests/behaviour/CommandRun.h"
+#include "tools/sysmira/report/Attention.h"
 
 namespace {
 
@@ -109,6 +110,10 @@ TEST_F(Report, SaysWhyASectionIsNotThere) {
     EXPECT_EQ(events["reasons"][0], "the log \"Application\" cannot be opened: Access is denied (5)");
     failCall("OpenEventLogW", ERROR_ACCESS_DENIED, 1, /*onwards=*/true);
     EXPECT_EQ(section("events")["status"], "denied");
+    simulation::control().clearFaults();
+    failCall("OpenEventLogW", RPC_S_SERVER_UNAVAILABLE, 1);
+    EXPECT_EQ(section("events")["status"], "failed") << "one log is denied, the other is not";
+    simulation::control().clearFaults();
     EXPECT_EQ(section("system")["status"], "notSupported");  // a PC without WMI classes
     const Outcome outcome = run({"--section", "system"});
     EXPECT_EQ(outcome.status, 0);
@@ -140,6 +145,53 @@ TEST_F(Report, CountsEventsByDayAndShowsTheLatestErrorsFirst) {
     ASSERT_EQ(system["latestErrors"].size(), 2u);
     EXPECT_EQ(system["latestErrors"][0]["strings"], Json({"last"}));
     EXPECT_EQ(system["latestErrors"][1]["strings"], Json({"first"}));
+}
+
+TEST_F(Report, ShowsTheLastOfManyErrorsHoweverMuchTheySay) {
+    Json events = Json::array();
+    for (int i = 1; i <= 25; ++i) {
+        events.push_back({{"time", "2024-02-27 12:00:" + std::to_string(10 + i)},
+                          {"provider", "fan"},
+                          {"id", i},
+                          {"level", "error"},
+                          {"data", {std::string(8000, 'x')}}});
+    }
+    const Json logs = {{"System", {{"classic", true}, {"events", events}}},
+                       {"Application", {{"classic", true}, {"events", Json::array()}}}};
+    m_file.write(Json({{"devices", Json::array()}, {"eventLogs", {{"logs", logs}}}}).dump());
+    const Json all = section("events");
+    EXPECT_EQ(all["status"], "complete");
+    const Json system = all["data"]["System"];
+    EXPECT_EQ(system["errors"], 25);
+    ASSERT_EQ(system["latestErrors"].size(), 20u);
+    EXPECT_EQ(system["latestErrors"].front()["code"], 25);
+    EXPECT_EQ(system["latestErrors"].back()["code"], 6);
+}
+
+TEST_F(Report, PointsOutWhatNeedsAttention) {
+    const Json sections = Json::parse(R"([
+        {"name": "devices", "data": {"list": {"devices": [
+            {"id": "A\\1", "name": "", "description": "Clock", "problem": {"number": 10, "meaning": "m"}},
+            {"id": "A\\2", "problem": {"number": 22, "meaning": "m"}, "disabled": true},
+            {"id": "A\\3", "problem": null}]}}},
+        {"name": "drives", "data": {"volumes": {"volumes": [
+            {"letter": "C", "type": "fixed", "totalBytes": 1000, "freeBytes": 50},
+            {"letter": "D", "type": "fixed", "totalBytes": 1000, "freeBytes": 51},
+            {"letter": "E", "type": "CD-ROM", "totalBytes": 1000, "freeBytes": 0},
+            {"letter": "F", "type": "fixed", "totalBytes": 0, "freeBytes": 0},
+            {"letter": null, "label": "Data", "type": "fixed", "totalBytes": 4096, "freeBytes": 0}]}}},
+        {"name": "diagnostics", "data": {"results": {
+            "diskFailures": [{"time": "2024-02-27T10:00:00", "disk": "Disk"}],
+            "memoryTests": [{"time": "2024-02-27T10:00:00", "passed": true, "badPages": 0},
+                            {"time": "2024-02-28T10:00:00", "passed": false, "badPages": 3}]}}}])");
+    Strings sentences;
+    for (const Json& each : sysmira::findAttention(sections))
+        sentences.push_back(each["section"].get<std::string>() + ": " + each["sentence"].get<std::string>());
+    EXPECT_EQ(sentences, (Strings{"devices: Clock has problem 10: m",
+                                  "drives: the volume C: is nearly full: 50 B are free",
+                                  "drives: the volume Data is nearly full: 0 B are free",
+                                  "diagnostics: Windows expected on 2024-02-27 that the disk Disk will fail",
+                                  "diagnostics: the memory test of 2024-02-28 found 3 bad pages"}));
 }
 
 TEST_F(Report, ShowsMarkupInNamesAsText) {

@@ -39,9 +39,8 @@ public:
     bool isDone() const { return m_done; }
 
     const char* status() const {
-        if (m_done && m_reasons.empty()) return "complete";
+        if (m_reasons.empty()) return "complete";
         if (!m_data.empty()) return "partial";
-        if (m_reasons.empty()) return "failed";
         return m_allNotSupported ? "notSupported" : m_allDenied ? "denied" : "failed";
     }
     const Json& data() const { return m_data; }
@@ -50,8 +49,9 @@ public:
 private:
     void takeLine(std::string_view line) {
         const Json entry = Json::parse(line, nullptr, /*allow_exceptions=*/false);
-        if (!entry.is_object()) return;
-        if (entry.contains("piece")) {
+        if (!entry.is_object()) {
+            addTrouble("the process that read it wrote a line that is none of the report's");
+        } else if (entry.contains("piece")) {
             m_data[entry["piece"].get<std::string>()] = entry["value"];
         } else if (entry.contains("item")) {
             m_data[entry["item"].get<std::string>()].push_back(entry["value"]);
