@@ -3,6 +3,7 @@
 
 #include "tests/behaviour/CommandRun.h"
 #include "tools/sysmira/DesktopPicture.h"
+#include "tools/sysmira/PrintableText.h"
 
 namespace {
 
@@ -184,6 +185,20 @@ TEST(DesktopPicture, DrawsScreensOfAnySizeAndPlace) {
                                        {0x7FFFFFFFll, 0x7FFFFFFFll, 1, 1, "Ä", {"x"}}});
     EXPECT_GE(apart.size(), 24u);
     EXPECT_LE(apart.size(), 28u);
+}
+
+TEST(DesktopPicture, KeepsItsColumnsWithCharactersOfAnyWidth) {
+    // Two columns each, and an accent without one; the second box begins in the midst of the first name.
+    const Strings picture = drawDesktop(
+        {{0, 0, 100, 100, "液晶ディスプレイe\u0301", {"液晶ディスプレイ液晶ディスプレイ液晶ディスプレイ"}},
+         {50, 0, 100, 100, "B", {}}});
+    for (const std::string& line : picture) EXPECT_EQ(sysmira::displayWidth(line), 72u) << line;
+    std::string all;
+    for (const std::string& line : picture) all += line + "\n";
+    EXPECT_NE(all.find("液晶デ"), std::string::npos) << all;
+    EXPECT_EQ(all.find("プレイe\u0301"), std::string::npos) << all;
+    const Strings alone = drawDesktop({{0, 0, 100, 100, "液晶e\u0301", {}}});
+    EXPECT_NE(alone[11].find("液晶e\u0301"), std::string::npos);
 }
 
 }  // namespace

@@ -12,15 +12,20 @@ namespace {
 constexpr double widestPicture = 76, highestPicture = 24;
 constexpr long long narrowestBox = 4, lowestBox = 3;
 
-// Each cell is one character as UTF-8.
+// Each cell is a character as UTF-8, with those that combine with it. One that takes two columns is followed
+// by an empty cell.
 class Canvas {
 public:
-    void set(long long column, long long row, const char* character) {
+    void set(long long column, long long row, const std::string& character) {
         if (m_rows.size() <= static_cast<std::size_t>(row)) m_rows.resize(static_cast<std::size_t>(row) + 1);
         auto& cells = m_rows[static_cast<std::size_t>(row)];
         if (cells.size() <= static_cast<std::size_t>(column))
             cells.resize(static_cast<std::size_t>(column) + 1, " ");
-        cells[static_cast<std::size_t>(column)] = character;
+        const auto at = cells.begin() + column;
+        // Of a wide character that loses a half the other one goes too.
+        if (at->empty()) *std::prev(at) = " ";
+        if (std::next(at) != cells.end() && std::next(at)->empty()) *std::next(at) = " ";
+        *at = character;
     }
 
     std::vector<std::string> lines() const {
@@ -38,14 +43,22 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
-// The characters of a printable text, one for each cell; "?" for those that take none or two.
-std::vector<std::string> cellsOf(const std::string& text) {
+// The cells of a printable text, as many as there are columns.
+std::vector<std::string> cellsOf(const std::string& text, std::size_t columns) {
     std::vector<std::string> cells;
     for (std::size_t begin = 0; begin < text.size();) {
         std::size_t end = begin + 1;
         while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
         const std::string character = text.substr(begin, end - begin);
-        cells.push_back(displayWidth(character) == 1 ? character : "?");
+        const std::size_t width = displayWidth(character);
+        if (cells.size() + width > columns) break;
+        if (width != 0) {
+            cells.push_back(character);
+            cells.resize(cells.size() + width - 1);
+        } else if (!cells.empty()) {
+            // It stands with the character before it, which is one cell back if that one is wide.
+            (cells.back().empty() ? *std::prev(cells.end(), 2) : cells.back()) += character;
+        }
         begin = end;
     }
     return cells;
@@ -62,12 +75,11 @@ struct Box {
         const long long wide = right - left - 2, high = bottom - top - 2;
         const long long count = std::min<long long>(high, static_cast<long long>(texts.size()));
         for (long long i = 0; i < count; ++i) {
-            std::vector<std::string> cells = cellsOf(texts[static_cast<std::size_t>(i)]);
-            cells.resize(std::min(cells.size(), static_cast<std::size_t>(wide)));
+            const std::vector<std::string> cells =
+                cellsOf(texts[static_cast<std::size_t>(i)], static_cast<std::size_t>(wide));
             const long long start = left + 1 + (wide - static_cast<long long>(cells.size())) / 2;
             for (std::size_t at = 0; at < cells.size(); ++at)
-                canvas.set(start + static_cast<long long>(at), top + 1 + (high - count) / 2 + i,
-                           cells[at].c_str());
+                canvas.set(start + static_cast<long long>(at), top + 1 + (high - count) / 2 + i, cells[at]);
         }
     }
 
