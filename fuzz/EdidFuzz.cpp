@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 
 #include "fuzz/Check.h"
-#include "tools/sysmira/Edid.h"
-#include "tools/sysmira/EdidText.h"
+#include "tools/sysmira/displays/Edid.h"
+#include "tools/sysmira/displays/EdidText.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const sysmira::Edid edid = sysmira::decodeEdid(data, size);

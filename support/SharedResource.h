@@ -21,6 +21,9 @@ template <class Storage, int Counting>
 class SharedResource {
     static_assert(Counting == 0 || Counting == 1);
 
+    static constexpr bool pointsToObject =
+        std::is_pointer_v<typename Storage::Resource> && Storage::PointsToObject;
+
 public:
     using Resource = typename Storage::Resource;
 
@@ -75,8 +78,6 @@ public:
     }
 
 private:
-    static constexpr bool pointsToObject = std::is_pointer_v<Resource> && Storage::PointsToObject;
-
     struct Share {
         Resource resource;
         std::conditional_t<Counting == 1, std::atomic<unsigned int>, unsigned int> count{1};

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "tests/behaviour/CommandRun.h"
-#include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "simulation/machine/MachineFile.h"
 #include "tests/behaviour/CommandRun.h"
 #include "tests/behaviour/CounterPc.h"
-#include "tools/sysmira/Trend.h"
+#include "tools/sysmira/text/Trend.h"
 
 namespace {
 

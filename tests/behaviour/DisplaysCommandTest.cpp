@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "tests/behaviour/CommandRun.h"
-#include "tools/sysmira/DesktopPicture.h"
-#include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/displays/DesktopPicture.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace {
 

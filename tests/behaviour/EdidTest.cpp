@@ -1,6 +1,6 @@
 // The reader of EDIDs on bytes that do not fit. That it agrees with an independent reader on those that do is
 // shown by tests/compareEdid.py.
-#include "tools/sysmira/Edid.h"
+#include "tools/sysmira/displays/Edid.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <iterator>
 #include <memory>
 
-#include "tools/sysmira/EdidText.h"
+#include "tools/sysmira/displays/EdidText.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/sysmira/CommandFailure.h"
-#include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Target.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace sysmira {
 

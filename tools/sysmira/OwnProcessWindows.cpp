@@ -7,7 +7,7 @@
 #include "support/System.h"
 #include "support/WindowsApi.h"
 #include "tools/sysmira/OwnProcess.h"
-#include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace sysmira {
 

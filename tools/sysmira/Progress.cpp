@@ -3,8 +3,8 @@
 #include <chrono>
 #include <iostream>
 
-#include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Target.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace sysmira {
 

@@ -4,8 +4,8 @@
 #include "support/String.h"
 #include "support/WindowsApi.h"
 #include "tools/sysmira/Interruption.h"
-#include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/Target.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 // As shellapi.h has it.
 extern "C" __declspec(dllimport) LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR commandLine, int* count);

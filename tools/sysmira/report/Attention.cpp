@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "tools/sysmira/Sizes.h"
 #include "tools/sysmira/report/JsonPath.h"
+#include "tools/sysmira/text/Sizes.h"
 
 namespace sysmira {
 

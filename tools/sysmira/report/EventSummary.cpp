@@ -9,8 +9,8 @@
 #include "libSysmira/eventLogs/EventLogParser.h"
 #include "support/System.h"
 #include "tools/sysmira/CommandFailure.h"
-#include "tools/sysmira/EventText.h"
-#include "tools/sysmira/PrintableText.h"
+#include "tools/sysmira/events/EventText.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace sysmira {
 

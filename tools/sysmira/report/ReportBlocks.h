@@ -7,8 +7,8 @@
 #include <variant>
 #include <vector>
 
-#include "tools/sysmira/DesktopPicture.h"
-#include "tools/sysmira/DriveMap.h"
+#include "tools/sysmira/displays/DesktopPicture.h"
+#include "tools/sysmira/storage/DriveMap.h"
 
 namespace sysmira {
 

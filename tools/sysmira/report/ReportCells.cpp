@@ -3,9 +3,9 @@
 #include <cmath>
 
 #include "support/SprintfFormat.h"
-#include "tools/sysmira/EventText.h"
-#include "tools/sysmira/PrintableText.h"
-#include "tools/sysmira/Sizes.h"
+#include "tools/sysmira/events/EventText.h"
+#include "tools/sysmira/text/PrintableText.h"
+#include "tools/sysmira/text/Sizes.h"
 
 namespace sysmira {
 

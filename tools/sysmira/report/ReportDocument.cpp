@@ -6,9 +6,9 @@
 #include <nlohmann/json.hpp>
 
 #include "support/DateTime.h"
-#include "tools/sysmira/EventText.h"
 #include "tools/sysmira/OwnProcess.h"
 #include "tools/sysmira/Target.h"
+#include "tools/sysmira/events/EventText.h"
 #include "tools/sysmira/report/Attention.h"
 #include "tools/sysmira/report/ReportSections.h"
 

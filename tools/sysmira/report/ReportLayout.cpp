@@ -3,10 +3,10 @@
 #include <nlohmann/json.hpp>
 
 #include "support/SprintfFormat.h"
-#include "tools/sysmira/PrintableText.h"
 #include "tools/sysmira/report/JsonPath.h"
 #include "tools/sysmira/report/ReportCells.h"
 #include "tools/sysmira/report/SectionLayouts.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace sysmira {
 

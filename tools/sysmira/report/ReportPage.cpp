@@ -3,10 +3,10 @@
 #include <cmath>
 
 #include "support/SprintfFormat.h"
-#include "tools/sysmira/PrintableText.h"
-#include "tools/sysmira/Sizes.h"
 #include "tools/sysmira/report/PageParts.h"
 #include "tools/sysmira/report/ReportLayout.h"
+#include "tools/sysmira/text/PrintableText.h"
+#include "tools/sysmira/text/Sizes.h"
 
 namespace sysmira {
 

@@ -4,15 +4,15 @@
 #include <sstream>
 
 #include "support/RaisedException.h"
-#include "tools/sysmira/CountersCommand.h"
-#include "tools/sysmira/DevicesCommand.h"
-#include "tools/sysmira/DiagnosticsCommand.h"
-#include "tools/sysmira/DisplaysCommand.h"
-#include "tools/sysmira/DrivesCommand.h"
-#include "tools/sysmira/TreeCommand.h"
-#include "tools/sysmira/VolumesCommand.h"
-#include "tools/sysmira/WmiCommand.h"
+#include "tools/sysmira/counters/CountersCommand.h"
+#include "tools/sysmira/devices/DevicesCommand.h"
+#include "tools/sysmira/devices/TreeCommand.h"
+#include "tools/sysmira/displays/DisplaysCommand.h"
+#include "tools/sysmira/events/DiagnosticsCommand.h"
 #include "tools/sysmira/report/EventSummary.h"
+#include "tools/sysmira/storage/DrivesCommand.h"
+#include "tools/sysmira/storage/VolumesCommand.h"
+#include "tools/sysmira/wmi/WmiCommand.h"
 
 namespace sysmira {
 

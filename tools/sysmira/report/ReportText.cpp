@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <sstream>
 
-#include "tools/sysmira/Fields.h"
-#include "tools/sysmira/PrintableText.h"
-#include "tools/sysmira/TreePicture.h"
-#include "tools/sysmira/Trend.h"
 #include "tools/sysmira/report/ReportLayout.h"
+#include "tools/sysmira/text/Fields.h"
+#include "tools/sysmira/text/PrintableText.h"
+#include "tools/sysmira/text/TreePicture.h"
+#include "tools/sysmira/text/Trend.h"
 
 namespace sysmira {
 

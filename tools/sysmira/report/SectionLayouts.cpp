@@ -4,9 +4,9 @@
 #include <map>
 #include <set>
 
-#include "tools/sysmira/PrintableText.h"
-#include "tools/sysmira/Problems.h"
+#include "tools/sysmira/devices/Problems.h"
 #include "tools/sysmira/report/ReportCells.h"
+#include "tools/sysmira/text/PrintableText.h"
 
 namespace sysmira {
 
