@@ -4,12 +4,13 @@ file(READ ${INPUT} text)
 string(REPLACE "\n" "\n)text\"\n    R\"text(" text "${text}")
 file(WRITE ${OUTPUT} "#include \"${HEADER}\"
 
-namespace {
-const char theText[] =
+namespace ${SPACE} {
+
+std::string_view ${FUNCTION}() {
+    static const char text[] =
     R\"text(${text})text\";
+    return {text, sizeof text - 1};
 }
 
-namespace ${SPACE} {
-std::string_view ${FUNCTION}() { return {theText, sizeof theText - 1}; }
 }  // namespace ${SPACE}
 ")

@@ -104,6 +104,16 @@ function(sysmira_embed_text)
         VERBATIM)
 endfunction()
 
+option(SYSMIRA_UNITY "Compile sources of the simulation, the command and the tests eight at a time" ON)
+
+# sysmira_unity(TARGET): its sources read the same long headers; together they are compiled in a third of the time. Their
+# anonymous namespaces become one, so that what these hold has a name of its own.
+function(sysmira_unity name)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ${SYSMIRA_UNITY})
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>
+        $<$<BOOL:${WIN32}>:-Wa,-mbig-obj>)
+endfunction()
+
 # The very objects of which the DLLs are made, and the simulated functions in place of the system's. On Windows
 # these must be found before the import libraries.
 add_library(sysmira_simulated INTERFACE)
@@ -129,6 +139,9 @@ function(sysmira_test name)
     target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/support/WindowsApi.h <gtest/gtest.h>)
     target_link_libraries(${name} PRIVATE sysmira_settings $<$<BOOL:${arg_SIMULATED}>:sysmira_simulated>
         ${arg_LINK} sysmira_gtest)
+    sysmira_unity(${name})
+    # What is tested is optimised as it ships; the tests themselves would take twice as long to compile.
+    target_compile_options(${name} PRIVATE $<$<BOOL:${WIN32}>:-O0>)
     add_test(NAME ${name} COMMAND ${name})
 endfunction()
 
@@ -138,7 +151,7 @@ endfunction()
 function(sysmira_fuzz_target name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "CHANGES" "" "")
     set(sources ${arg_UNPARSED_ARGUMENTS})
-    add_executable(${name}_replay ${sources} ${PROJECT_SOURCE_DIR}/fuzz/replay.cpp)
+    add_executable(${name}_replay ${sources} $<TARGET_OBJECTS:sysmira_replay>)
     sysmira_test_program(${name}_replay)
     target_link_libraries(${name}_replay PRIVATE sysmira_settings sysmira_simulated sysmira_packages)
     add_test(NAME ${name}_replay COMMAND ${name}_replay $<$<BOOL:${arg_CHANGES}>:--changes>

@@ -12,7 +12,7 @@ std::vector<std::unique_ptr<Tombstone>>& theDead() {
     return dead;
 }
 
-const AtReset atReset([] { theDead().clear(); });
+const AtReset theDeadAtReset([] { theDead().clear(); });
 
 }  // namespace
 

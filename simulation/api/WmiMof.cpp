@@ -42,7 +42,7 @@ Text nameOf(CIMTYPE type) {
     }
 }
 
-Text quoted(const Text& text) {
+Text mofText(const Text& text) {
     Text result = u"\"";
     for (const char16_t unit : text) {
         if (unit == u'\n') {
@@ -68,7 +68,7 @@ Text itemText(const WmiObjectData& data, CIMTYPE type, const WmiItem& item, cons
         // 64-bit numbers are texts to WMI.
         case CIM_SINT64:
         case CIM_UINT64:
-            return quoted(plainText(type, item));
+            return mofText(plainText(type, item));
         default:
             return plainText(type, item);
     }

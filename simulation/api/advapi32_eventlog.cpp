@@ -52,7 +52,7 @@ size_t fittingBackwards(const ClassicLog& log, size_t next, size_t capacity) {
     return count;
 }
 
-const std::vector<long long> codes = {ERROR_INVALID_HANDLE, RPC_S_SERVER_UNAVAILABLE,
+const std::vector<long long> countCodes = {ERROR_INVALID_HANDLE, RPC_S_SERVER_UNAVAILABLE,
                                       ERROR_EVENTLOG_FILE_CORRUPT};
 
 BOOL tellNumber(Call& call, HANDLE handle, PDWORD number, DWORD (*ask)(const ClassicLog&)) {
@@ -160,7 +160,7 @@ SIMULATED(BOOL, WINAPI, ReadEventLogW,
 }
 
 SIMULATED(BOOL, WINAPI, GetNumberOfEventLogRecords, (HANDLE handle, PDWORD number)) {
-    static const Function function{"GetNumberOfEventLogRecords", Fails::WithZero, codes,
+    static const Function function{"GetNumberOfEventLogRecords", Fails::WithZero, countCodes,
                                    0u | Distortion::NothingWritten};
     Call call(function, handle);
     return tellNumber(call, handle, number,
@@ -168,7 +168,7 @@ SIMULATED(BOOL, WINAPI, GetNumberOfEventLogRecords, (HANDLE handle, PDWORD numbe
 }
 
 SIMULATED(BOOL, WINAPI, GetOldestEventLogRecord, (HANDLE handle, PDWORD number)) {
-    static const Function function{"GetOldestEventLogRecord", Fails::WithZero, codes,
+    static const Function function{"GetOldestEventLogRecord", Fails::WithZero, countCodes,
                                    0u | Distortion::NothingWritten};
     Call call(function, handle);
     return tellNumber(call, handle, number, [](const ClassicLog& log) { return log.oldestNumber(); });

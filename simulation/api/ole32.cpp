@@ -20,7 +20,7 @@ std::atomic<unsigned> theEntriesOfAll{0};
 std::atomic<unsigned> theMultithreadedEntries{0};
 std::atomic<bool> theSecurityIsSet{false};
 
-const AtReset atReset([] {
+const AtReset apartmentsAtReset([] {
     ++theMachineNumber;
     theEntriesOfAll = 0;
     theMultithreadedEntries = 0;

@@ -47,7 +47,7 @@ Bytes blockOf(LPCWSTR path) {
     return found->second.version ? versionBlock(*found->second.version) : Bytes();
 }
 
-const std::vector<long long> codes = {ERROR_FILE_NOT_FOUND, ERROR_RESOURCE_TYPE_NOT_FOUND,
+const std::vector<long long> versionCodes = {ERROR_FILE_NOT_FOUND, ERROR_RESOURCE_TYPE_NOT_FOUND,
                                       ERROR_RESOURCE_DATA_NOT_FOUND, ERROR_ACCESS_DENIED};
 
 DWORD missing(LPCWSTR path) {
@@ -61,7 +61,7 @@ DWORD missing(LPCWSTR path) {
 using namespace simulation;
 
 SIMULATED_PLAIN(DWORD, WINAPI, GetFileVersionInfoSizeW, (LPCWSTR path, LPDWORD unused)) {
-    static const Function function{"GetFileVersionInfoSizeW", Fails::WithZero, codes,
+    static const Function function{"GetFileVersionInfoSizeW", Fails::WithZero, versionCodes,
                                    0u | Distortion::SizeTooLarge};
     Call call(function, path);
     if (const auto fault = call.fault<DWORD>()) return *fault;
@@ -73,7 +73,7 @@ SIMULATED_PLAIN(DWORD, WINAPI, GetFileVersionInfoSizeW, (LPCWSTR path, LPDWORD u
 }
 
 SIMULATED_PLAIN(BOOL, WINAPI, GetFileVersionInfoW, (LPCWSTR path, DWORD, DWORD size, LPVOID data)) {
-    static const Function function{"GetFileVersionInfoW", Fails::WithZero, codes,
+    static const Function function{"GetFileVersionInfoW", Fails::WithZero, versionCodes,
                                    0u | Distortion::NothingWritten};
     Call call(function, path, size);
     if (const auto fault = call.fault<BOOL>()) return *fault;

@@ -6,12 +6,12 @@ namespace simulation {
 
 namespace {
 
-COM_INTERFACE(theInterface, Resource::WmiCallResult, IWbemCallResult);
+COM_INTERFACE(callResultInterface, Resource::WmiCallResult, IWbemCallResult);
 
 class CallResult final : public ComObject<IWbemCallResult> {
 public:
     CallResult(WmiCallEnd end, const char* creator)
-        : ComObject(theInterface, creator), m_end(std::move(end)) {}
+        : ComObject(callResultInterface, creator), m_end(std::move(end)) {}
 
     HRESULT STDMETHODCALLTYPE GetResultObject(LONG timeout, IWbemClassObject** object) override {
         static const Function function{

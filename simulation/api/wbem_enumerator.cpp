@@ -10,7 +10,7 @@ namespace simulation {
 
 namespace {
 
-COM_INTERFACE(theInterface, Resource::WmiEnumerator, IEnumWbemClassObject);
+COM_INTERFACE(enumeratorInterface, Resource::WmiEnumerator, IEnumWbemClassObject);
 
 const Function& nextFunction() {
     static const Function function{"IEnumWbemClassObject::Next",
@@ -31,7 +31,7 @@ const Function& resetFunction() {
 /// What both kinds have in common: handing out one object after the other within the caller's time-out.
 class Enumerator : public ComObject<IEnumWbemClassObject> {
 public:
-    explicit Enumerator(const char* creator) : ComObject(theInterface, creator) {}
+    explicit Enumerator(const char* creator) : ComObject(enumeratorInterface, creator) {}
 
     // Fewer than were asked for are WBEM_S_FALSE at the end and WBEM_S_TIMEDOUT before it; those that there
     // are come along with either.

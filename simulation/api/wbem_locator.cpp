@@ -7,7 +7,7 @@ namespace simulation {
 
 namespace {
 
-COM_INTERFACE(theInterface, Resource::WmiLocator, IWbemLocator);
+COM_INTERFACE(locatorInterface, Resource::WmiLocator, IWbemLocator);
 
 // The server that a namespace path names: "\\SERVER\root\cimv2". Empty: this one.
 Text serverOf(const Text& path) {
@@ -18,7 +18,7 @@ Text serverOf(const Text& path) {
 
 class Locator final : public ComObject<IWbemLocator> {
 public:
-    explicit Locator(const char* creator) : ComObject(theInterface, creator) {}
+    explicit Locator(const char* creator) : ComObject(locatorInterface, creator) {}
 
     // The network resource is declared BSTR, but any text will do: it is read up to its NUL and no length is
     // looked for in front of it.

@@ -10,7 +10,7 @@ namespace simulation {
 
 namespace {
 
-COM_INTERFACE(theInterface, Resource::WmiClassObject, IWbemClassObject);
+COM_INTERFACE(objectInterface, Resource::WmiClassObject, IWbemClassObject);
 
 constexpr unsigned ValueDistortions = Distortion::NothingWritten | Distortion::WrongType |
                                       Distortion::EmptyValue | Distortion::NullContent |
@@ -80,7 +80,7 @@ VARIANT distort(const Call& call, VARIANT value) {
 class Object final : public ComObject<IWbemClassObject> {
 public:
     Object(std::shared_ptr<const WmiObjectData> data, const char* creator)
-        : ComObject(theInterface, creator), m_data(std::move(data)) {}
+        : ComObject(objectInterface, creator), m_data(std::move(data)) {}
 
     const WmiObjectData& data() const { return *m_data; }
 

@@ -11,7 +11,7 @@ namespace simulation {
 
 namespace {
 
-COM_INTERFACE(theInterface, Resource::WmiServices, IWbemServices);
+COM_INTERFACE(servicesInterface, Resource::WmiServices, IWbemServices);
 
 constexpr LONG KnownQueryFlags = WBEM_FLAG_RETURN_IMMEDIATELY | WBEM_FLAG_FORWARD_ONLY |
                                  WBEM_FLAG_ENSURE_LOCATABLE | WBEM_FLAG_USE_AMENDED_QUALIFIERS |
@@ -47,7 +47,7 @@ const WmiOutcome& choose(const WmiOutcome& outcome, const WmiObjectData& in) {
 class Services final : public ComObject<IWbemServices> {
 public:
     Services(const Text& nameSpace, const char* creator)
-        : ComObject(theInterface, creator), m_nameSpace(nameSpace) {}
+        : ComObject(servicesInterface, creator), m_nameSpace(nameSpace) {}
 
     HRESULT STDMETHODCALLTYPE GetObject(const BSTR path, LONG flags, IWbemContext*, IWbemClassObject** object,
                                         IWbemCallResult** callResult) override {

@@ -11,9 +11,9 @@ constexpr unsigned LeastDetail = 100;
 constexpr unsigned GreatestDetail = 400;
 constexpr int MostGrowth = 10000;
 
-class Reader {
+class CounterReader {
 public:
-    explicit Reader(Machine& machine) : m_machine(machine), m_model(machine.counters) {}
+    explicit CounterReader(Machine& machine) : m_machine(machine), m_model(machine.counters) {}
 
     void read(const JsonPlace& place) {
         place.allowOnly({"language", "names", "objects"});
@@ -153,6 +153,6 @@ private:
 
 }  // namespace
 
-void readCounters(const JsonPlace& place, Machine& machine) { Reader(machine).read(place); }
+void readCounters(const JsonPlace& place, Machine& machine) { CounterReader(machine).read(place); }
 
 }  // namespace simulation

@@ -10,14 +10,14 @@ namespace simulation {
 
 namespace {
 
-struct TypeName {
+struct EventTypeName {
     const char* name;
     DWORD type;
     bool isNumber;
     long long least;
     unsigned long long greatest;
 };
-constexpr TypeName Types[] = {
+constexpr EventTypeName Types[] = {
     {"Null", EvtVarTypeNull, false, 0, 0},
     {"String", EvtVarTypeString, false, 0, 0},
     {"AnsiString", EvtVarTypeAnsiString, false, 0, 0},
@@ -43,9 +43,9 @@ constexpr TypeName Types[] = {
     {"Xml", EvtVarTypeEvtXml, false, 0, 0},
 };
 
-const TypeName* typeOf(DWORD type) {
+const EventTypeName* typeOf(DWORD type) {
     return std::find_if(std::begin(Types), std::end(Types),
-                        [&](const TypeName& each) { return each.type == (type & EVT_VARIANT_TYPE_MASK); });
+                        [&](const EventTypeName& each) { return each.type == (type & EVT_VARIANT_TYPE_MASK); });
 }
 
 // Decimal or "0x…" of 64 bits, with a sign where it is decimal.
@@ -130,9 +130,9 @@ void settle(EventElement& element, Occurrence& occurrence) {
     for (EventElement& child : element.children) settle(child, occurrence);
 }
 
-class Reader {
+class EventLogReader {
 public:
-    explicit Reader(EventLogs& logs) : m_logs(logs) {}
+    explicit EventLogReader(EventLogs& logs) : m_logs(logs) {}
 
     void read(const JsonPlace& place) {
         place.allowOnly({"computer", "logs", "now", "publishers"});
@@ -368,7 +368,7 @@ private:
         const bool isArray = typeName.size() > 2 && typeName.compare(typeName.size() - 2, 2, "[]") == 0;
         if (isArray) typeName.resize(typeName.size() - 2);
         const auto* const type = std::find_if(std::begin(Types), std::end(Types),
-                                              [&](const TypeName& each) { return typeName == each.name; });
+                                              [&](const EventTypeName& each) { return typeName == each.name; });
         if (type == std::end(Types) || (isArray && type->type == EvtVarTypeNull)) typePlace->fail(expected);
         if (type->type == EvtVarTypeNull) return {};
         const JsonPlace value = place.required("value", "a value of the type");
@@ -391,7 +391,7 @@ private:
         return place.text("a text, a number, true, false, null or an object with a type");
     }
 
-    EventValue readScalar(const JsonPlace& place, const TypeName& type) {
+    EventValue readScalar(const JsonPlace& place, const EventTypeName& type) {
         EventValue value;
         value.type = type.type;
         if (type.isNumber) {
@@ -440,7 +440,7 @@ private:
         return bytes;
     }
 
-    static void readNumber(const JsonPlace& place, const TypeName& type, EventValue& value) {
+    static void readNumber(const JsonPlace& place, const EventTypeName& type, EventValue& value) {
         const nlohmann::json& json = place.json();
         const std::string expected = std::string("a ") + type.name + " number";
         if (place.isString()) {
@@ -478,6 +478,6 @@ std::map<DWORD, Text> readMessages(const JsonPlace& place) {
     return messages;
 }
 
-void readEventLogs(const JsonPlace& place, EventLogs& logs) { Reader(logs).read(place); }
+void readEventLogs(const JsonPlace& place, EventLogs& logs) { EventLogReader(logs).read(place); }
 
 }  // namespace simulation

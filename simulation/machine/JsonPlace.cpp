@@ -10,11 +10,11 @@ namespace {
 
 constexpr ULONGLONG ticksPerSecond = 10'000'000;
 
-struct TypeName {
+struct JsonTypeName {
     const char* name;
     DWORD type;
 };
-constexpr TypeName typeNames[] = {
+constexpr JsonTypeName typeNames[] = {
     {"REG_NONE", REG_NONE},         {"REG_SZ", REG_SZ},       {"REG_EXPAND_SZ", REG_EXPAND_SZ},
     {"REG_BINARY", REG_BINARY},     {"REG_DWORD", REG_DWORD}, {"REG_DWORD_BIG_ENDIAN", REG_DWORD_BIG_ENDIAN},
     {"REG_MULTI_SZ", REG_MULTI_SZ}, {"REG_QWORD", REG_QWORD},
@@ -220,7 +220,7 @@ RegistryValue JsonPlace::registryValue() const {
     if (typePlace.isString()) {
         const std::string name = typePlace.utf8();
         const auto known = std::find_if(std::begin(typeNames), std::end(typeNames),
-                                        [&](const TypeName& type) { return name == type.name; });
+                                        [&](const JsonTypeName& type) { return name == type.name; });
         if (known == std::end(typeNames)) typePlace.fail("a type like \"REG_BINARY\" or its number");
         value.type = known->type;
     } else {

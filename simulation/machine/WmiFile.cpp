@@ -9,13 +9,13 @@ namespace simulation {
 
 namespace {
 
-struct TypeName {
+struct CimTypeName {
     const char* name;
     CIMTYPE type;
     long long least;
     unsigned long long greatest;
 };
-constexpr TypeName Types[] = {
+constexpr CimTypeName Types[] = {
     {"boolean", CIM_BOOLEAN, 0, 0},
     {"uint8", CIM_UINT8, 0, 0xFF},
     {"sint8", CIM_SINT8, -0x80, 0x7F},
@@ -34,15 +34,15 @@ constexpr TypeName Types[] = {
     {"object", CIM_OBJECT, 0, 0},
 };
 
-const TypeName* findType(std::string_view name) {
+const CimTypeName* findType(std::string_view name) {
     const auto* const found = std::find_if(std::begin(Types), std::end(Types),
-                                           [&](const TypeName& each) { return name == each.name; });
+                                           [&](const CimTypeName& each) { return name == each.name; });
     return found != std::end(Types) ? found : nullptr;
 }
 
-const TypeName& typeOf(CIMTYPE type) {
+const CimTypeName& typeOf(CIMTYPE type) {
     return *std::find_if(std::begin(Types), std::end(Types),
-                         [&](const TypeName& each) { return each.type == (type & ~CIM_FLAG_ARRAY); });
+                         [&](const CimTypeName& each) { return each.type == (type & ~CIM_FLAG_ARRAY); });
 }
 
 bool isName(const std::string& text) {
@@ -68,7 +68,7 @@ WmiProperty parseDeclaration(const JsonPlace& place) {
     };
     property.key = takeFront("[key] ");
     const size_t blank = text.find(' ');
-    const TypeName* const type = findType(text.substr(0, blank));
+    const CimTypeName* const type = findType(text.substr(0, blank));
     if (type == nullptr || blank == std::string::npos) place.fail(Expected);
     property.type = type->type;
     text.erase(0, blank + 1);
@@ -81,9 +81,9 @@ WmiProperty parseDeclaration(const JsonPlace& place) {
     return property;
 }
 
-class Reader {
+class WmiReader {
 public:
-    explicit Reader(WmiNamespaceModel& model) : m_model(model) {}
+    explicit WmiReader(WmiNamespaceModel& model) : m_model(model) {}
 
     void read(const JsonPlace& place) {
         place.allowOnly(
@@ -243,7 +243,7 @@ private:
     }
 
     WmiValue readItem(const JsonPlace& place, CIMTYPE type) {
-        const TypeName& known = typeOf(type);
+        const CimTypeName& known = typeOf(type);
         const nlohmann::json& json = place.json();
         switch (known.type) {
             case CIM_BOOLEAN:
@@ -305,7 +305,7 @@ void readWmi(const JsonPlace& place, WmiNamespaces& namespaces) {
         if (findNamespace(namespaces, fromUtf8(path)) != nullptr) {
             each.complain("found a second description of the namespace, expected one");
         }
-        Reader(namespaces[fromUtf8(path)]).read(each);
+        WmiReader(namespaces[fromUtf8(path)]).read(each);
     });
 }
 

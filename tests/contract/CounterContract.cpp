@@ -9,16 +9,13 @@
 #include <string>
 
 #include "support/WindowsApi.h"
+#include "tests/contract/ContractText.h"
 #include "tests/contract/CounterContractMachine.h"
 
 namespace {
 
-using Text = std::u16string;
-
 constexpr DWORD upTimeIndex = 674;
 constexpr DWORD roomy = 600;
-
-const WCHAR* wide(const Text& text) { return reinterpret_cast<const WCHAR*>(text.c_str()); }
 
 DWORD unsignedOf(PDH_STATUS status) { return static_cast<DWORD>(status); }
 

@@ -11,13 +11,10 @@
 #include <vector>
 
 #include "support/WindowsApi.h"
+#include "tests/contract/ContractText.h"
 #include "tests/contract/DisplayContractMachine.h"
 
 namespace {
-
-using Text = std::u16string;
-
-constexpr DWORD Marker = 0x2AAAAAAA;  // a last error that no function sets
 
 Text folded(const WCHAR* text) {
     Text result;
@@ -27,8 +24,6 @@ Text folded(const WCHAR* text) {
     }
     return result;
 }
-const WCHAR* wide(const Text& text) { return reinterpret_cast<const WCHAR*>(text.c_str()); }
-
 bool beginsWith(const Text& text, const Text& front) { return text.compare(0, front.size(), front) == 0; }
 bool endsWith(const Text& text, const Text& end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;

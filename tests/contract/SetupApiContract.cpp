@@ -14,10 +14,9 @@
 
 #include "support/WindowsApi.h"
 #include "tests/contract/ContractMachine.h"
+#include "tests/contract/ContractText.h"
 
 namespace {
-
-using Text = std::u16string;
 
 constexpr GUID DiskClass = {0x4d36e967, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
 constexpr GUID CdromClass = {0x4d36e965, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
@@ -31,16 +30,6 @@ const Text DiskPath =
     u"\\\\?\\scsi#disk&ven_acme&prod_rocket#4&1a2b3c4d&0&000000#{53f56307-b6bf-11d0-94f2-00a0c91efb8b}";
 
 const HDEVINFO NoList = INVALID_HANDLE_VALUE;
-constexpr DWORD Marker = 0x2AAAAAAA;  // a last error that no function sets
-
-const WCHAR* wide(const Text& text) { return reinterpret_cast<const WCHAR*>(text.c_str()); }
-
-Text textOf(const WCHAR* text) {
-    Text result;
-    while (*text != 0) result += static_cast<char16_t>(*text++);
-    return result;
-}
-
 // Letter case of ASCII is no difference between instance IDs: systems report them as they were written, or in
 // upper case.
 Text folded(Text text) {
@@ -50,7 +39,7 @@ Text folded(Text text) {
     return text;
 }
 
-Text textOf(const std::vector<BYTE>& bytes, DWORD size) {
+Text propertyText(const std::vector<BYTE>& bytes, DWORD size) {
     Text result(size / sizeof(WCHAR), u'\0');
     std::memcpy(result.data(), bytes.data(), result.size() * sizeof(WCHAR));
     return result;
@@ -258,7 +247,7 @@ TEST_F(SetupApiContract, PropertiesAreBytesWithTheirTypeAndTerminators) {
         EXPECT_EQ(read(needed), DWORD{ERROR_SUCCESS});
         EXPECT_EQ(GetLastError(), Marker);  // success leaves it alone
         EXPECT_EQ(type, one.type);
-        EXPECT_EQ(folded(textOf(buffer, required)), folded(one.value));  // GUIDs come in either case
+        EXPECT_EQ(folded(propertyText(buffer, required)), folded(one.value));  // GUIDs come in either case
     }
     EXPECT_TRUE(SetupDiGetDeviceRegistryPropertyW(disks, &disk, SPDRP_CONFIGFLAGS, nullptr,
                                                   std::vector<BYTE>(4).data(), 4, nullptr));

@@ -12,22 +12,13 @@
 #include <vector>
 
 #include "support/WindowsApi.h"
+#include "tests/contract/ContractText.h"
 #include "tests/contract/VolumeContractMachine.h"
 
 namespace {
 
-using Text = std::u16string;
-
 // "\\?\Volume{…}\" and its terminator.
 constexpr DWORD NameUnits = 50;
-
-const WCHAR* wide(const Text& text) { return reinterpret_cast<const WCHAR*>(text.c_str()); }
-
-Text textOf(const WCHAR* text) {
-    Text result;
-    while (*text != 0) result += static_cast<char16_t>(*text++);
-    return result;
-}
 
 Text withoutBackslash(const Text& name) { return name.substr(0, name.size() - 1); }
 

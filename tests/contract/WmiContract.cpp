@@ -10,24 +10,15 @@
 #include <vector>
 
 #include "support/WindowsApi.h"
+#include "tests/contract/ContractText.h"
 #include "tests/contract/WmiContractMachine.h"
 
 namespace {
-
-using Text = std::u16string;
 
 constexpr CLSID administrativeLocator = {
     0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}};
 constexpr LONG Infinite = static_cast<LONG>(WBEM_INFINITE);
 constexpr auto NotFound = static_cast<HRESULT>(WBEM_E_NOT_FOUND);
-
-const WCHAR* wide(const Text& text) { return reinterpret_cast<const WCHAR*>(text.c_str()); }
-
-Text textOf(const WCHAR* text) {
-    Text result;
-    while (*text != 0) result += static_cast<char16_t>(*text++);
-    return result;
-}
 
 template <class Interface>
 class Com {

@@ -73,13 +73,13 @@ Result paths() {
 }
 
 Result localizedName() {
-    zor::String name = "before";
+    zor::String name = before;
     const bool success = PerformanceCounterPath::getLocalizedPerfName("Limit", name);
     return {success, plain(name)};
 }
 
 Result englishName() {
-    zor::String name = "before";
+    zor::String name = before;
     const bool success = PerformanceCounterPath::getEnglishPerfName("Prozessor", name);
     return {success, plain(name)};
 }
@@ -122,14 +122,14 @@ Result anyOrder() {
 Result refresh() { return {true, PerformanceCounterEnum::refreshObjects() ? "1" : "0"}; }
 
 Result objects() {
-    zor::Array<zor::String> names = {"before"};
+    zor::Array<zor::String> names = {before};
     PerformanceCounterEnum::enumObjects(names, /*refresh=*/true);
     return {true, plain(names)};
 }
 
 template <const char* object>
 Result items() {
-    zor::Array<zor::String> instances = {"before"}, counters = {"before"};
+    zor::Array<zor::String> instances = {before}, counters = {before};
     PerformanceCounterEnum::enumCounters(object, instances, counters);
     return {true, plain(instances) + plain(counters)};
 }
@@ -142,8 +142,8 @@ std::vector<Operation> counterOperations() {
     return {
         {"CounterApiAvailable", counterPc, available, anyOf({"0"})},
         {"CounterPaths", counterPc, afresh<paths>, someOfTheLines()},
-        {"CounterLocalizedName", counterPc, afresh<localizedName>, keptOnFailure("before")},
-        {"CounterEnglishName", counterPc, afresh<englishName>, keptOnFailure("before")},
+        {"CounterLocalizedName", counterPc, afresh<localizedName>, keptOnFailure(before)},
+        {"CounterEnglishName", counterPc, afresh<englishName>, keptOnFailure(before)},
         {"CounterLarge", counterPc, afresh<value<long long>>, keptOnFailure("-7")},
         {"CounterDouble", counterPc, afresh<value<double>>, keptOnFailure(std::to_string(-7.0))},
         {"CounterLong", counterPc, afresh<value<int>>, keptOnFailure("-7")},

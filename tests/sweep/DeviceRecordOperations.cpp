@@ -7,10 +7,6 @@ namespace {
 
 using libSysmira::WindowsDevice;
 
-constexpr char before[] = "before";
-const zor::String diskId = "SCSI\\DISK&VEN_NORD\\5&3&0";
-const zor::String busId = "PCI\\VEN_1234&DEV_0001\\3&1&0";
-
 template <bool (WindowsDevice::*Read)(zor::String&) const>
 Result text() {
     zor::String value(before);

@@ -28,8 +28,6 @@ Result filledBy(Append append) {
     return ids(set);
 }
 
-const zor::String busId = "PCI\\VEN_1234&DEV_0001\\3&1&0";
-
 }  // namespace
 
 std::vector<Operation> deviceSetOperations() {

@@ -7,9 +7,6 @@ namespace {
 
 using libSysmira::ConfigManager;
 
-constexpr char before[] = "before";
-constexpr char diskId[] = "SCSI\\DISK&VEN_NORD\\5&3&0";
-
 DEVINST nodeOf(const char* id) { return simulation::machine().node(simulation::fromUtf8(id))->handle; }
 DEVINST disk() { return nodeOf(diskId); }
 DEVINST bus() { return nodeOf("PCI\\VEN_1234&DEV_0001\\3&1&0"); }

@@ -6,8 +6,6 @@ namespace sweep {
 
 namespace {
 
-const zor::String diskId = "SCSI\\DISK&VEN_NORD\\5&3&0";
-
 Result package() {
     const libSysmira::WindowsDevice device(diskId);
     return {device.getDriverPackage()->isValid(), plain(device.getDriverPackage()->toString(0, 1))};

@@ -27,6 +27,11 @@ std::vector<Operation> eventOperations();
 /// A PC with a bus, a controller, a disk with everything a device can have, a hidden volume, an absent, a
 /// disabled and a floppy device.
 void smallPc(simulation::Machine& machine);
+constexpr char diskId[] = "SCSI\\DISK&VEN_NORD\\5&3&0";
+constexpr char busId[] = "PCI\\VEN_1234&DEV_0001\\3&1&0";
+
+/// What stands in an output before the operation.
+constexpr char before[] = "before";
 
 inline std::string plain(const zor::String& text) { return text.getUTF8String().c_str(); }
 

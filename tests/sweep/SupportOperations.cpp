@@ -70,7 +70,7 @@ std::vector<Operation> supportOperations() {
          [] { return truth(zor::FileSystem::exists("C:\\Windows\\system32\\sweep.dll")); }, anyOf({"0"})},
         {"SupportFileVersion", systemPc,
          [] {
-             zor::String version("before");
+             zor::String version(before);
              const bool success =
                  zor::WindowsFile("C:\\Windows\\system32\\sweep.dll").getFileVersion(version);
              return Result{success, plain(version)};

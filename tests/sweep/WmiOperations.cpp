@@ -140,7 +140,7 @@ Result property(const char* name, T value) {
 
 Result textProperty() {
     WmiObject thing;
-    zor::String value = "before";
+    zor::String value = before;
     const bool success = find(thing) && thing.getProperty("Id", value);
     return {success, plain(value)};
 }
@@ -149,7 +149,7 @@ Result bytesProperty() {
     WmiObject thing;
     zor::Buffer<unsigned char> value(1);
     const bool success = find(thing) && thing.getProperty("Bytes", value);
-    return {success, success || value.size() != 1 ? plain(value) : "before"};
+    return {success, success || value.size() != 1 ? plain(value) : before};
 }
 
 Result objectProperty() {
@@ -162,7 +162,7 @@ Result objectProperty() {
 template <bool (WmiObject::*Get)(zor::String&) const>
 Result systemText() {
     WmiObject thing;
-    zor::String value = "before";
+    zor::String value = before;
     const bool success = find(thing) && (thing.*Get)(value);
     return {success, plain(value)};
 }
@@ -234,11 +234,11 @@ std::vector<Operation> wmiOperations() {
         {"WmiUInt64", wmiPc, [] { return property("UInt64", 9ull); }, keptOnFailure("9")},
         {"WmiReal32", wmiPc, [] { return property("Real32", 9.f); }, keptOnFailure("9.000000")},
         {"WmiReal64", wmiPc, [] { return property("Real64", 9.); }, keptOnFailure("9.000000")},
-        {"WmiText", wmiPc, textProperty, keptOnFailure("before")},
-        {"WmiBytes", wmiPc, bytesProperty, keptOnFailure("before")},
+        {"WmiText", wmiPc, textProperty, keptOnFailure(before)},
+        {"WmiBytes", wmiPc, bytesProperty, keptOnFailure(before)},
         {"WmiObject", wmiPc, objectProperty, cleared},
-        {"WmiPath", wmiPc, systemText<&WmiObject::getPath>, keptOnFailure("before")},
-        {"WmiClassName", wmiPc, systemText<&WmiObject::getClassName>, keptOnFailure("before")},
+        {"WmiPath", wmiPc, systemText<&WmiObject::getPath>, keptOnFailure(before)},
+        {"WmiClassName", wmiPc, systemText<&WmiObject::getClassName>, keptOnFailure(before)},
         {"WmiMethod", wmiPc, method, cleared},
         {"WmiMethodWithParameters", wmiPc, methodWithParameters, cleared},
         {"WmiStartedMethod", wmiPc, startedMethod, cleared},

@@ -6,14 +6,13 @@
 #include "libSysmira/perf/PerformanceCounterQuery.h"
 #include "support/RaisedException.h"
 #include "tests/windows/CounterSystem.h"
+#include "tests/windows/PlainText.h"
 
 namespace {
 
 using libSysmira::PerformanceCounter;
 using libSysmira::PerformanceCounterPath;
 using libSysmira::PerformanceCounterQuery;
-
-std::string plain(const zor::String& text) { return text.getUTF8String().c_str(); }
 
 class CounterDll : public testing::Test {
 protected:

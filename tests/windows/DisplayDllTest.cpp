@@ -6,13 +6,12 @@
 #include "libSysmira/enumeration/WindowsDisplays.h"
 #include "support/RaisedException.h"
 #include "tests/contract/ContractMachine.h"
+#include "tests/windows/PlainText.h"
 
 namespace {
 
 using libSysmira::WindowsDisplay;
 using libSysmira::WindowsDisplays;
-
-std::string plain(const zor::String& text) { return text.getUTF8String().c_str(); }
 
 TEST(Displays, HaveAPortAndAMode) {
     const WindowsDisplays displays;

@@ -18,6 +18,7 @@
 #include "support/WindowsRegistryReader.h"
 #include "support/ZORValue.h"
 #include "tests/contract/ContractMachine.h"
+#include "tests/windows/PlainText.h"
 
 // As tlhelp32.h has them.
 extern "C" {
@@ -42,15 +43,7 @@ const char* const DiskId = "SCSI\\Disk&Ven_ACME&Prod_ROCKET\\4&1A2B3C4D&0&000000
 const char* const GhostId = "SCSI\\Disk&Ven_ACME&Prod_GHOST\\1";
 const char* const EnumKey = "HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Enum\\";
 
-std::string plain(const String& text) { return text.getUTF8String().c_str(); }
-
 using Strings = std::vector<std::string>;
-
-Strings plain(const zor::Array<String>& texts) {
-    Strings result;
-    for (const String& text : texts) result.push_back(plain(text));
-    return result;
-}
 
 unsigned threadCount() {
     const HANDLE snapshot = CreateToolhelp32Snapshot(/*TH32CS_SNAPTHREAD*/ 4, 0);

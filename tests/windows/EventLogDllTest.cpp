@@ -15,6 +15,7 @@
 #include "support/RaisedException.h"
 #include "tests/contract/MessageContractMachine.h"
 #include "tests/windows/ImportTable.h"
+#include "tests/windows/PlainText.h"
 
 namespace {
 
@@ -27,8 +28,6 @@ using zor::String;
 using Strings = std::vector<std::string>;
 using Texts = zor::Array<String>;
 using Rows = zor::Array<zor::Array<zor::ZORValue>>;
-
-std::string plain(const String& text) { return text.getUTF8String().c_str(); }
 
 std::vector<unsigned char> theRecords;
 

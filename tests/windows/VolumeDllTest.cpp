@@ -7,13 +7,12 @@
 #include "libSysmira/enumeration/Volume.h"
 #include "libSysmira/enumeration/WindowsDrive.h"
 #include "support/RaisedException.h"
+#include "tests/windows/PlainText.h"
 
 namespace {
 
 using libSysmira::Volume;
 using libSysmira::WindowsDrive;
-
-std::string plain(const zor::String& text) { return text.getUTF8String().c_str(); }
 
 TEST(VolumeDll, ListsTheSystemsVolumes) {
     zor::Array<Volume> volumes;

@@ -5,6 +5,7 @@
 
 #include "libSysmira/wmi/Wmi.h"
 #include "support/RaisedException.h"
+#include "tests/windows/PlainText.h"
 
 namespace {
 
@@ -14,8 +15,6 @@ using libSysmira::WmiObject;
 using libSysmira::WmiQueryResult;
 
 constexpr auto Infinite = static_cast<DWORD>(WBEM_INFINITE);
-
-std::string plain(const zor::String& text) { return text.getUTF8String().c_str(); }
 
 class WmiDll : public testing::Test {
 protected:

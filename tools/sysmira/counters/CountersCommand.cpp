@@ -61,7 +61,7 @@ Json localName(const zor::String& name) {
     return toUtf8(localized);
 }
 
-Json toJson(const zor::Array<zor::String>& names) {
+Json namesToJson(const zor::Array<zor::String>& names) {
     Json list = Json::array();
     for (const zor::String& name : names) {
         list.push_back({{"name", toUtf8(name)}, {"localizedName", localName(name)}});
@@ -72,7 +72,7 @@ Json toJson(const zor::Array<zor::String>& names) {
 void listObjects(Output& output) {
     zor::Array<zor::String> objects;
     PerformanceCounterEnum::enumObjects(objects, /*refresh=*/true);
-    if (output.wantsJson()) return output.printDocument({{"objects", toJson(objects)}});
+    if (output.wantsJson()) return output.printDocument({{"objects", namesToJson(objects)}});
     if (objects.empty()) return output.remark("there are no performance objects with English names");
     std::string text;
     for (const zor::String& object : objects) text += printable(object) + "\n";
@@ -99,7 +99,7 @@ void listObject(const std::string& name, Output& output) {
     for (const zor::String& instance : instances) instanceNames.push_back(toUtf8(instance));
     output.printDocument({{"object", name},
                           {"localizedName", localName(object)},
-                          {"counters", toJson(counters)},
+                          {"counters", namesToJson(counters)},
                           {"instances", std::move(instanceNames)}});
 }
 

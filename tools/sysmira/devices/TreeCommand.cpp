@@ -21,7 +21,7 @@ using libSysmira::ConfigManager;
 
 namespace {
 
-struct Row {
+struct DeviceRow {
     DEVINST node = 0;
     unsigned depth = 0;
     zor::String id;
@@ -30,16 +30,16 @@ struct Row {
     std::optional<std::size_t> parent;  ///< the nearest ancestor that is shown, as index
 };
 
-std::vector<Row> readRows(bool withHidden) {
-    std::vector<Row> rows;
+std::vector<DeviceRow> readRows(bool withHidden) {
+    std::vector<DeviceRow> rows;
     const auto visit = [](DEVINST node, unsigned depth, void* context) {
-        Row row;
+        DeviceRow row;
         row.node = node;
         row.depth = depth;
-        static_cast<std::vector<Row>*>(context)->push_back(std::move(row));
+        static_cast<std::vector<DeviceRow>*>(context)->push_back(std::move(row));
     };
     ConfigManager::forEach(visit, &rows, !withHidden);
-    for (Row& row : rows) {
+    for (DeviceRow& row : rows) {
         ConfigManager::getDeviceInstanceId(row.node, row.id);
         ConfigManager::getDisplayName(row.node, row.name, zor::String::EMPTY());
         row.state = readState(row.node);
@@ -48,7 +48,7 @@ std::vector<Row> readRows(bool withHidden) {
 }
 
 // Devices below a hidden one go to its nearest shown ancestor.
-void findParents(std::vector<Row>& rows) {
+void findParents(std::vector<DeviceRow>& rows) {
     std::unordered_map<DEVINST, std::size_t> indices;
     for (std::size_t i = 0; i < rows.size(); ++i) {
         DEVINST above = rows[i].node;
@@ -66,10 +66,10 @@ std::string counted(std::size_t count, const char* one, const char* many) {
 }
 
 // How many devices of what state, and what their problem numbers mean.
-std::string summary(const std::vector<Row>& rows) {
+std::string summary(const std::vector<DeviceRow>& rows) {
     std::size_t hidden = 0, disabled = 0, troubled = 0;
     std::map<unsigned, std::size_t> problems;
-    for (const Row& row : rows) {
+    for (const DeviceRow& row : rows) {
         if (row.state.hidden) ++hidden;
         if (row.state.disabled) ++disabled;
         if (row.state.problem && !row.state.disabled) ++troubled;
@@ -88,9 +88,9 @@ std::string summary(const std::vector<Row>& rows) {
     return text;
 }
 
-std::string toText(const std::vector<Row>& rows) {
+std::string toText(const std::vector<DeviceRow>& rows) {
     std::vector<TreeRow> lines;
-    for (const Row& row : rows) {
+    for (const DeviceRow& row : rows) {
         std::string name = !row.name.empty() ? printable(row.name) : row.depth == 0 ? "This PC" : "(no name)";
         if (const std::string marks = marksOf(row.state); !marks.empty()) name += " [" + marks + "]";
         lines.push_back({std::move(name), printable(row.id), row.parent});
@@ -98,9 +98,9 @@ std::string toText(const std::vector<Row>& rows) {
     return drawTree(lines) + summary(rows);
 }
 
-nlohmann::ordered_json toDocument(const std::vector<Row>& rows) {
+nlohmann::ordered_json toDocument(const std::vector<DeviceRow>& rows) {
     nlohmann::ordered_json devices = nlohmann::ordered_json::array();
-    for (const Row& row : rows) {
+    for (const DeviceRow& row : rows) {
         nlohmann::ordered_json device;
         device["id"] = toUtf8(row.id);
         device["name"] = toUtf8(row.name);
@@ -120,7 +120,7 @@ void runTree(bool withHidden, Output& output) {
         throw CommandFailure(NotRead, "the device tree cannot be read: Windows does not tell its root",
                              FailureCause::NotSupported);
     }
-    std::vector<Row> rows = readRows(withHidden);
+    std::vector<DeviceRow> rows = readRows(withHidden);
     findParents(rows);
     if (output.wantsJson()) return output.printDocument(toDocument(rows));
     output.print(toText(rows));

@@ -15,7 +15,7 @@ namespace sysmira {
 using Json = nlohmann::ordered_json;
 using libSysmira::getLastEventQueryError;
 using libSysmira::VistaEventLogs;
-using Row = zor::Array<zor::ZORValue>;
+using EventRow = zor::Array<zor::ZORValue>;
 
 namespace {
 
@@ -80,7 +80,7 @@ std::string toText(const zor::ZORValue& value, std::size_t indent) {
 // One event as it was read: its values in the order of the columns, then, with messages, its provider and its
 // user data.
 struct Event {
-    Row row;
+    EventRow row;
     zor::String xml;
     zor::String message;
 };
@@ -92,7 +92,7 @@ public:
         const zor::String channel = zor::String::fromUTF8(request.channel);
         const zor::String query = request.query.empty() ? "*" : zor::String::fromUTF8(request.query);
         const auto order = request.oldestFirst ? VistaEventLogs::OldestFirst : VistaEventLogs::NewestFirst;
-        zor::Array<Row> rows;
+        zor::Array<EventRow> rows;
         zor::Array<zor::String> messages;
         if (request.messages) {
             VistaEventLogs::queryLogs(channel, query, order, pathsOf(m_columns), rows, messages);
@@ -171,10 +171,10 @@ Json toJson(const ChannelRequest& request, const Events& events, const Event& ev
     return object;
 }
 
-using Lines = std::vector<std::pair<std::string, const zor::ZORValue*>>;
+using NamedValues = std::vector<std::pair<std::string, const zor::ZORValue*>>;
 
-Lines linesOf(const ChannelRequest& request, const Events& events, const Event& event) {
-    Lines lines;
+NamedValues linesOf(const ChannelRequest& request, const Events& events, const Event& event) {
+    NamedValues lines;
     const unsigned columns = static_cast<unsigned>(events.columns().size());
     for (unsigned i = 0; i < event.row.size(); ++i) {
         if (i < columns) {
@@ -198,7 +198,7 @@ std::string toText(const ChannelRequest& request, const Events& events, const Ev
         return text;
     }
     if (event.row.empty()) return "(this event cannot be shown)\n";
-    const Lines lines = linesOf(request, events, event);
+    const NamedValues lines = linesOf(request, events, event);
     std::size_t width = request.messages ? messageLabel.size() : 0;
     for (const auto& line : lines) width = std::max(width, displayWidth(line.first));
     width += 2;

@@ -13,8 +13,6 @@
 
 namespace sysmira {
 
-using Json = nlohmann::json;
-
 namespace {
 
 // How WMI takes the integers of a CIM type, and what fits it.
@@ -118,7 +116,7 @@ void setItem(VARIANT& variant, CIMTYPE type, const std::string& text) {
 }
 
 // What a JSON item would be if it stood alone.
-std::string alone(const Json& item) {
+std::string alone(const nlohmann::json& item) {
     if (item.is_string()) return item.get<std::string>();
     if (item.is_structured() || item.is_null()) throw Refused{mismatch};
     return item.dump();
@@ -142,13 +140,13 @@ VARTYPE fieldOf(CIMTYPE type) {
 }
 
 void setItems(VARIANT& variant, CIMTYPE type, const std::string& text) {
-    const Json items = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+    const nlohmann::json items = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
     if (!items.is_array()) throw Refused{mismatch};
     variant.parray = SafeArrayCreateVector(fieldOf(type), 0, static_cast<ULONG>(items.size()));
     if (variant.parray == nullptr) throw libSysmira::ComError(E_OUTOFMEMORY);
     variant.vt = static_cast<VARTYPE>(VT_ARRAY | fieldOf(type));
     auto* place = static_cast<char*>(variant.parray->pvData);
-    for (const Json& entry : items) {
+    for (const nlohmann::json& entry : items) {
         ComVariant item;
         setItem(item.get(), type, alone(entry));
         std::memcpy(place, &item.get().byref, variant.parray->cbElements);
