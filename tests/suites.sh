@@ -67,7 +67,7 @@ on_windows() {
 
 # suite NAME COMMAND...: a GoogleTest program.
 suite() {
-    local name=$1 log passed failed skipped status=0
+    local name=$1 log passed failed skipped status=0 start=$SECONDS
     shift
     log=$(mktemp -p "$results" log.XXXXXX)
     limited "$@" >"$log" 2>&1 </dev/null || status=$?
@@ -84,9 +84,9 @@ suite() {
     printf '  %-14s %4d passed' "$name" "$passed"
     [ "$skipped" -eq 0 ] || printf ', %d skipped' "$skipped"
     if [ "$failed" -eq 0 ]; then
-        echo
+        echo ", $((SECONDS - start)) s"
     else
-        printf ', %d FAILED:\n' "$failed"
+        printf ', %d FAILED, %d s:\n' "$failed" $((SECONDS - start))
         grep -vE '^\[ RUN      \]|^\[       OK \]|^\[---' "$log" | tail -n 60 | sed 's/^/      /'
     fi
     grep '^sweep: ' "$log" | sed 's/^sweep: /                 /'
@@ -94,12 +94,12 @@ suite() {
 
 # check SENTENCE COMMAND...: passed when the command succeeds; what it prints says why it did not.
 check() {
-    local sentence=$1 log
+    local sentence=$1 log start=$SECONDS
     shift
     log=$(mktemp -p "$results" log.XXXXXX)
     if limited "$@" >"$log" 2>&1 </dev/null; then
         echo "1 0" >>"$results/counts"
-        echo "  ok: $sentence"
+        echo "  ok: $sentence, $((SECONDS - start)) s"
     else
         fail "$sentence"
         tail -n 40 "$log" | sed 's/^/      /'
