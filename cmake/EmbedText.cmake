@@ -4,6 +4,8 @@ file(READ ${INPUT} text)
 string(REPLACE "\n" "\n)text\"\n    R\"text(" text "${text}")
 file(WRITE ${OUTPUT} "#include \"${HEADER}\"
 
+#pragma GCC diagnostic ignored \"-Woverlength-strings\"
+
 namespace ${SPACE} {
 
 std::string_view ${FUNCTION}() {

@@ -44,7 +44,7 @@ else()
         # When it optimises, GCC 12 sees errors inside its own std::basic_string that are none.
         target_compile_options(sysmira_settings INTERFACE
             $<$<CONFIG:Release>:-Wno-maybe-uninitialized> $<$<CONFIG:Release>:-Wno-stringop-overflow>
-            $<$<CONFIG:Release>:-Wno-array-bounds>)
+            $<$<CONFIG:Release>:-Wno-array-bounds> $<$<CONFIG:Release>:-Wno-restrict>)
     endif()
     if(SYSMIRA_SANITIZERS)
         # The run-time of a sanitizer comes with the whole program; and a container whose bounds it watches must be

@@ -37,6 +37,7 @@ public:
     }
 
     bool isDone() const { return m_done; }
+    std::size_t foreignLines() const { return m_foreignLines; }
 
     const char* status() const {
         if (m_reasons.empty()) return "complete";
@@ -50,7 +51,7 @@ private:
     void takeLine(std::string_view line) {
         const Json entry = Json::parse(line, nullptr, /*allow_exceptions=*/false);
         if (!entry.is_object()) {
-            addTrouble("the process that read it wrote a line that is none of the report's");
+            ++m_foreignLines;  // of a debugger, say, or with a line of the report in it
         } else if (entry.contains("piece")) {
             m_data[entry["piece"].get<std::string>()] = entry["value"];
         } else if (entry.contains("item")) {
@@ -68,6 +69,7 @@ private:
     Json m_data = Json::object();
     std::vector<std::string> m_reasons;
     bool m_allDenied = true, m_allNotSupported = true;
+    std::size_t m_foreignLines = 0;
     bool m_done = false;
 };
 
@@ -83,6 +85,10 @@ Json readSection(const ReportSection& section, const ReportRequest& request, std
         findings.addTrouble("the process that read it " + end.trouble);
     } else if (!findings.isDone()) {
         findings.addTrouble("the process that read it ended early with status " + std::to_string(end.status));
+    }
+    if (findings.foreignLines() != 0) {
+        findings.addTrouble("the process that read it also wrote " + std::to_string(findings.foreignLines()) +
+                            " lines that are not the report's");
     }
     return {{"name", section.name},
             {"title", section.title},
