@@ -20,7 +20,7 @@ public:
     Utf8Console& operator=(const Utf8Console&) = delete;
 
 private:
-    unsigned m_before = 0;
+    [[maybe_unused]] unsigned m_before = 0;  // on Windows
 };
 
 /// Whether somebody may be watching what goes to stderr.

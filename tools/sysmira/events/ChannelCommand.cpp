@@ -87,7 +87,7 @@ struct Event {
 
 class Events {
 public:
-    explicit Events(const ChannelRequest& request) : m_request(request), m_columns(columnsOf(request)) {
+    explicit Events(const ChannelRequest& request) : m_columns(columnsOf(request)) {
         if (request.xml) m_columns = {{"Record", recordPath}};
         const zor::String channel = zor::String::fromUTF8(request.channel);
         const zor::String query = request.query.empty() ? "*" : zor::String::fromUTF8(request.query);
@@ -138,7 +138,6 @@ private:
         return xml.substr(first, xml.find('<', first) - first);
     }
 
-    const ChannelRequest& m_request;
     std::vector<Column> m_columns;
     std::vector<Event> m_events;
     bool m_allRendered = true;
