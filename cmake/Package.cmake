@@ -35,7 +35,7 @@ install(DIRECTORY libSysmira DESTINATION ${headers} FILES_MATCHING PATTERN "*.h"
     REGEX "/(CommonStorage|DeviceEnumeration|DeviceLocation|DisplayMatching|StorageParsing)\\.h$" EXCLUDE
     REGEX "/(EventLogging|EventRecord|EventValues)\\.h$" EXCLUDE
     REGEX "/(PerformanceCounterQueryImp|PerformanceNameTable)\\.h$" EXCLUDE
-    REGEX "/FieldText\\.h$" EXCLUDE)
+    REGEX "/(FieldText|LoadedFunction)\\.h$" EXCLUDE)
 if(NOT WIN32)
     # The PC as a test describes it; journal, faults, clock and ledger.
     install(DIRECTORY simulation/machine simulation/control DESTINATION ${headers}/simulation

@@ -1,8 +1,8 @@
 #include "libSysmira/utils/HelpWindow.h"
 
-#include <memory>
+#include <atomic>
 
-#include "support/DynamicLibrary.h"
+#include "libSysmira/utils/LoadedFunction.h"
 #include "support/System.h"
 #include "support/WindowsApi.h"
 #include "support/WindowsRegistryException.h"
@@ -38,28 +38,16 @@ zor::String systemModule() {
     return zor::String(folder, units) + "\\hhctrl.ocx";
 }
 
-struct Engine {
-    std::unique_ptr<zor::DynamicLibrary> library;
-    HtmlHelp htmlHelp = nullptr;
-    bool failed = false;
-};
-
-// Never destroyed: the engine stays for the life of the process.
-Engine& engine() {
-    static Engine& theEngine = *new Engine;
-    return theEngine;
-}
+LoadedFunction<HtmlHelp> theHtmlHelp;
+std::atomic<bool> theEngineIsMissing{false};
 
 HtmlHelp findHtmlHelp() {
-    Engine& help = engine();
-    if (help.htmlHelp != nullptr || help.failed) return help.htmlHelp;
+    if (const HtmlHelp known = theHtmlHelp.get(); known != nullptr || theEngineIsMissing) return known;
     const zor::String registered = registeredModule();
-    help.library = std::make_unique<zor::DynamicLibrary>(registered.empty() ? systemModule() : registered);
-    if (help.library->load())
-        help.htmlHelp = reinterpret_cast<HtmlHelp>(help.library->getSymbol(HtmlHelpOrdinal));
-    help.failed = help.htmlHelp == nullptr;
-    if (help.failed) help.library.reset();
-    return help.htmlHelp;
+    const HtmlHelp found =
+        theHtmlHelp.find(registered.empty() ? systemModule() : registered, HtmlHelpOrdinal);
+    if (found == nullptr) theEngineIsMissing = true;
+    return found;
 }
 
 }  // namespace
@@ -71,6 +59,9 @@ bool displayHelpWindowToTopic(const zor::String& helpFile, const zor::String& to
            htmlHelp(GetForegroundWindow(), target.getUCS2Buffer(), DisplayTopic, /*data=*/0) != nullptr;
 }
 
-void forgetHelpEngine() { engine() = Engine(); }
+void forgetHelpEngine() {
+    theHtmlHelp.forget();
+    theEngineIsMissing = false;
+}
 
 }  // namespace libSysmira

@@ -11,7 +11,7 @@ namespace libSysmira {
 ///
 /// The engine is the DLL that the registry names for its class, or hhctrl.ocx of the system folder. It is
 /// loaded by the first call and kept as long as the process lives; once it could not be loaded, every later
-/// call fails. No lock guards that: make the first call on one thread.
+/// call fails. Any thread may call; those that come first at the same time may each load it.
 SYSMIRA_API bool displayHelpWindowToTopic(const zor::String& helpFile, const zor::String& topic);
 
 /// Unloads the engine and forgets a failure to load it. For tests; windows must be closed.

@@ -1,9 +1,7 @@
 #include "libSysmira/utils/TouchProperty.h"
 
-#include <memory>
-
+#include "libSysmira/utils/LoadedFunction.h"
 #include "libSysmira/wmi/Wmi.h"
-#include "support/DynamicLibrary.h"
 
 namespace libSysmira {
 
@@ -16,22 +14,14 @@ constexpr IID PropertyStoreId = {
 constexpr PROPERTYKEY DisableTouchWhenFullScreen = {
     {0x32CE38B2, 0x2C9A, 0x41B1, {0x9B, 0xC5, 0xB3, 0x78, 0x43, 0x94, 0xAA, 0x44}}, 2};
 
-std::unique_ptr<zor::DynamicLibrary>& shell() {
-    static auto& theShell = *new std::unique_ptr<zor::DynamicLibrary>;  // never destroyed
-    return theShell;
-}
-
-GetPropertyStore findGetPropertyStore() {
-    if (shell() == nullptr) shell() = std::make_unique<zor::DynamicLibrary>("shell32.dll");
-    if (!shell()->load()) return nullptr;
-    return reinterpret_cast<GetPropertyStore>(shell()->getSymbol("SHGetPropertyStoreForWindow"));
-}
+LoadedFunction<GetPropertyStore> theGetPropertyStore;
 
 }  // namespace
 
 void SetTouchDisableProperty(HWND window, int disable) {
-    static GetPropertyStore getPropertyStore = nullptr;
-    if (shell() == nullptr || getPropertyStore == nullptr) getPropertyStore = findGetPropertyStore();
+    GetPropertyStore getPropertyStore = theGetPropertyStore.get();
+    if (getPropertyStore == nullptr)
+        getPropertyStore = theGetPropertyStore.find("shell32.dll", "SHGetPropertyStoreForWindow");
     if (getPropertyStore == nullptr) return;
     IPropertyStore* found = nullptr;
     if (FAILED(getPropertyStore(window, PropertyStoreId, reinterpret_cast<void**>(&found))) ||
@@ -44,6 +34,6 @@ void SetTouchDisableProperty(HWND window, int disable) {
     store.get()->SetValue(DisableTouchWhenFullScreen, value);
 }
 
-void forgetWindowProperties() { shell().reset(); }
+void forgetWindowProperties() { theGetPropertyStore.forget(); }
 
 }  // namespace libSysmira

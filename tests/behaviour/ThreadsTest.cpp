@@ -5,6 +5,7 @@
 
 #include "libSysmira/enumeration/WindowsDevice.h"
 #include "libSysmira/utils/DiskDefragmenter.h"
+#include "libSysmira/utils/HelpWindow.h"
 #include "libSysmira/wmi/Wmi.h"
 #include "simulation/api/ComApartments.h"
 #include "support/PointerStorage.h"
@@ -177,6 +178,20 @@ TEST_F(Threads, OneAnalysisMayBePolledByMany) {
         }
     });
     EXPECT_GT(complete, 2u);
+}
+
+TEST_F(Threads, HelpMayBeWantedByManyAtOnce) {
+    simulation::addHelpEngine(machine, u"C:\\Windows\\system32\\hhctrl.ocx");
+    machine.files[u"C:\\help.chm"];
+    for (int round = 0; round < 20; ++round) {
+        libSysmira::forgetHelpEngine();
+        std::atomic<unsigned> shown{0};
+        onThreads(4, [&] {
+            if (libSysmira::displayHelpWindowToTopic("C:\\help.chm", "fans.htm")) ++shown;
+        });
+        ASSERT_EQ(shown, 4u);
+    }
+    libSysmira::forgetHelpEngine();
 }
 
 }  // namespace

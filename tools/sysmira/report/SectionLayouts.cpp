@@ -34,7 +34,7 @@ ReportText property(const JsonPath& properties, const char* name) {
     return textCell(properties[name]["value"]);
 }
 
-// WMI's "20220207073105.500000+060" as a time of its zone.
+// WMI's "20260529160108.500000+120" as a time of its zone.
 ReportText wmiTime(const JsonPath& place) {
     const std::string text = place.toText();
     if (text.size() != 25 || !std::all_of(text.begin(), text.begin() + 14,
