@@ -106,8 +106,8 @@ endfunction()
 
 option(SYSMIRA_UNITY "Compile sources of the simulation, the command and the tests eight at a time" ON)
 
-# sysmira_unity(TARGET): its sources read the same long headers; together they are compiled in a third of the time. Their
-# anonymous namespaces become one, so that what these hold has a name of its own.
+# sysmira_unity(TARGET): its sources read the same long headers, which together they read once. Their anonymous
+# namespaces become one, so that what these hold has a name of its own.
 function(sysmira_unity name)
     set_target_properties(${name} PROPERTIES UNITY_BUILD ${SYSMIRA_UNITY})
     target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>
