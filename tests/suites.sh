@@ -27,9 +27,6 @@ on_linux() {
     check "its examples are built of nothing else, and do what they should" uses_package_on_linux
     echo "Linux, with ThreadSanitizer:"
     suite threads "$threads/threads"
-}
-
-parsers_on_linux() {
     echo "Linux, parsers of bytes from outside, with the same sanitizers:"
     for name in $replays; do
         check "the fuzz seeds of $name" "$host/${name}_replay" "$here/fuzz/corpus/$name"
