@@ -20,30 +20,30 @@ install_missing() {
         apt-get -q install -y --no-install-recommends$missing"
 }
 
+# configure PRESET [CMAKE OPTION...]: makes the build folder build/PRESET, unless there is one.
+configure() {
+    preset=$1
+    shift
+    [ ! -f "$here/build/$preset/build.ninja" ] || return 0
+    mkdir -p "$here/build"
+    (cd "$here" && quietly cmake --preset "$preset" "$@")
+}
+
 # build PRESET [CMAKE OPTION...] -- TARGET...: builds targets of a preset in build/PRESET. The options are used
 # when that folder is new.
 build() {
-    preset=$1
+    folder=$here/build/$1
+    options=
+    while [ "$1" != -- ]; do
+        options="$options $1"
+        shift
+    done
     shift
-    configured=no
-    [ ! -f "$here/build/$preset/build.ninja" ] || configured=yes
-    if [ $configured = no ]; then
-        mkdir -p "$here/build"
-        options=
-        while [ "$1" != -- ]; do
-            options="$options $1"
-            shift
-        done
-        # shellcheck disable=SC2086  # options hold no blanks of their own
-        (cd "$here" && quietly cmake --preset "$preset" $options)
-    fi
-    while [ "$1" != -- ]; do shift; done
-    shift
+    # shellcheck disable=SC2086  # options hold no blanks of their own
+    configure $options
     # Without a word when there is nothing to do.
-    if [ $configured = no ] || ! ninja -C "$here/build/$preset" -n "$@" 2>/dev/null | grep -q 'no work to do'; then
-        echo "Building $preset ..." >&2
-    fi
-    quietly ninja -C "$here/build/$preset" "$@"
+    ninja -C "$folder" -n "$@" 2>/dev/null | grep -q 'no work to do' || echo "Building ${folder##*/} ..." >&2
+    quietly ninja -C "$folder" "$@"
 }
 
 # quietly COMMAND...: its output is shown only when it fails.

@@ -22,7 +22,7 @@ public:
     };
 
     /// Where an EDID is taken from. Any other value behaves as EDIDSourceAny.
-    enum EDIDSource {
+    enum EDIDSource : int {
         EDIDSourceAny = 0,       ///< the registry; WMI when that has none or announces extension blocks
         EDIDSourceRegistry = 1,  ///< the value "EDID" of the device's hardware key
         EDIDSourceWmi = 2,       ///< the raw blocks of WmiMonitorDescriptorMethods in root/wmi

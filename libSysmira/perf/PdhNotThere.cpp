@@ -4,7 +4,8 @@
 
 namespace {
 
-// In place of any of the functions: they all give their status back, and the caller clears the arguments away.
+// In place of any of the functions: they all give their status back, and the caller clears the arguments
+// away.
 INT_PTR WINAPI notThere() { return static_cast<PDH_STATUS>(PDH_FUNCTION_NOT_FOUND); }
 
 FARPROC WINAPI onFailure(unsigned what, PDelayLoadInfo) {

@@ -3,8 +3,10 @@
 
 #include <atomic>
 #include <memory>
+#include <utility>
 
 #include "support/DynamicLibrary.h"
+#include "support/String.h"
 
 namespace libSysmira {
 

@@ -53,7 +53,7 @@ size_t fittingBackwards(const ClassicLog& log, size_t next, size_t capacity) {
 }
 
 const std::vector<long long> countCodes = {ERROR_INVALID_HANDLE, RPC_S_SERVER_UNAVAILABLE,
-                                      ERROR_EVENTLOG_FILE_CORRUPT};
+                                           ERROR_EVENTLOG_FILE_CORRUPT};
 
 BOOL tellNumber(Call& call, HANDLE handle, PDWORD number, DWORD (*ask)(const ClassicLog&)) {
     if (const auto fault = call.fault<BOOL>()) return *fault;

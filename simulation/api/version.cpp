@@ -48,7 +48,7 @@ Bytes blockOf(LPCWSTR path) {
 }
 
 const std::vector<long long> versionCodes = {ERROR_FILE_NOT_FOUND, ERROR_RESOURCE_TYPE_NOT_FOUND,
-                                      ERROR_RESOURCE_DATA_NOT_FOUND, ERROR_ACCESS_DENIED};
+                                             ERROR_RESOURCE_DATA_NOT_FOUND, ERROR_ACCESS_DENIED};
 
 DWORD missing(LPCWSTR path) {
     return machine().files.count(fromWide(path)) == 0 ? ERROR_FILE_NOT_FOUND : ERROR_RESOURCE_TYPE_NOT_FOUND;

@@ -19,7 +19,7 @@ enum class Resource {
     VolumeLock,
     LocalAllocation,
     CounterQuery,
-    Counter,  ///< closed with its query
+    Counter,            ///< closed with its query
     ComInitialization,  ///< one for each successful CoInitializeEx
     WmiLocator,
     WmiServices,

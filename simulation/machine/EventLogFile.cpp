@@ -44,8 +44,9 @@ constexpr EventTypeName Types[] = {
 };
 
 const EventTypeName* typeOf(DWORD type) {
-    return std::find_if(std::begin(Types), std::end(Types),
-                        [&](const EventTypeName& each) { return each.type == (type & EVT_VARIANT_TYPE_MASK); });
+    return std::find_if(std::begin(Types), std::end(Types), [&](const EventTypeName& each) {
+        return each.type == (type & EVT_VARIANT_TYPE_MASK);
+    });
 }
 
 // Decimal or "0x…" of 64 bits, with a sign where it is decimal.
@@ -367,8 +368,9 @@ private:
         std::string typeName = typePlace->utf8(expected);
         const bool isArray = typeName.size() > 2 && typeName.compare(typeName.size() - 2, 2, "[]") == 0;
         if (isArray) typeName.resize(typeName.size() - 2);
-        const auto* const type = std::find_if(std::begin(Types), std::end(Types),
-                                              [&](const EventTypeName& each) { return typeName == each.name; });
+        const auto* const type =
+            std::find_if(std::begin(Types), std::end(Types),
+                         [&](const EventTypeName& each) { return typeName == each.name; });
         if (type == std::end(Types) || (isArray && type->type == EvtVarTypeNull)) typePlace->fail(expected);
         if (type->type == EvtVarTypeNull) return {};
         const JsonPlace value = place.required("value", "a value of the type");

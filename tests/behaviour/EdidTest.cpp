@@ -10,6 +10,7 @@
 #include <iterator>
 #include <memory>
 
+#include "tests/behaviour/SampleFolder.h"
 #include "tools/sysmira/displays/EdidText.h"
 
 namespace {
@@ -19,7 +20,7 @@ using sysmira::Edid;
 using Bytes = std::vector<unsigned char>;
 using Strings = std::vector<std::string>;
 
-const std::filesystem::path Samples = std::filesystem::path(SYSMIRA_SOURCE_DIR) / "fuzz/corpus/Edid";
+const std::filesystem::path Samples = sampleFolder() / "Edid";
 
 Bytes sample(const std::filesystem::path& name) {
     std::ifstream file(Samples / name, std::ios::binary);

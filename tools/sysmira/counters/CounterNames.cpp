@@ -31,7 +31,8 @@ bool holds(const Names& names, const std::string& name) {
 // "; did you mean "Processor"?", or where to look.
 std::string guess(const std::string& wrong, const Names& candidates, const std::string& listCall) {
     const std::string closest = nearest(wrong, candidates);
-    return closest.empty() ? "; \"" + listCall + "\" lists what there is" : "; did you mean \"" + closest + "\"?";
+    return closest.empty() ? "; \"" + listCall + "\" lists what there is"
+                           : "; did you mean \"" + closest + "\"?";
 }
 
 Names objectNames() {

@@ -14,7 +14,7 @@ struct Name {
 #define NAMED(result) \
     { static_cast<HRESULT>(result), #result }
 
-constexpr Name names[] = {
+constexpr Name errorNames[] = {
     NAMED(S_OK),
     NAMED(S_FALSE),
     NAMED(E_NOTIMPL),
@@ -204,7 +204,7 @@ constexpr Name names[] = {
 #undef NAMED
 
 const char* nameOf(HRESULT result) {
-    for (const Name& entry : names) {
+    for (const Name& entry : errorNames) {
         if (entry.result == result) return entry.name;
     }
     return nullptr;

@@ -1,0 +1,3 @@
+#include "tests/behaviour/SampleFolder.h"
+
+std::filesystem::path sampleFolder() { return SYSMIRA_SAMPLES; }
