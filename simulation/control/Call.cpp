@@ -1,9 +1,11 @@
 #include "simulation/control/Call.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "simulation/control/Ledger.h"
 #include "simulation/machine/Machine.h"
@@ -82,6 +84,7 @@ void Call::begin() {
         if (fault.seen != fault.nth && !(fault.onwards && fault.seen > fault.nth)) continue;
         theControl.m_given = true;
         if (fault.endsProcess) std::abort();
+        while (fault.hangs) std::this_thread::sleep_for(std::chrono::hours(1));
         if (fault.distortion == Distortion::None) {
             m_code = fault.code;
         } else {

@@ -110,9 +110,9 @@ struct Fault {
     bool onwards = false;  ///< and every matching call after it
     long long code = 0;    ///< what it fails with, unless it is a distortion
     Distortion distortion = Distortion::None;
-    bool endsProcess =
-        false;          ///< the function brings the whole process down, as one with an error in it does
-    unsigned seen = 0;  ///< matching calls so far
+    bool endsProcess = false;  ///< the function ends the whole process, as one with an error in it does
+    bool hangs = false;        ///< the function never returns, as one that waits for broken hardware
+    unsigned seen = 0;         ///< matching calls so far
 };
 
 /// Journal and faults. Reached through simulation::control(); guarded by the lock that every Call holds.

@@ -47,6 +47,14 @@ protected:
         simulation::control().add(fault);
     }
 
+    void writeCounters() {
+        m_file.write(R"({"devices": [{"id": "HTREE\\ROOT\\0"}],
+        "environment": {"WINDIR": "C:\\Windows"},
+        "files": [{"path": "C:\\Windows\\System32\\pdh.dll", "image": true}], "counters": {
+        "language": "009", "names": {"009": ["2", "System", "248", "Processes"]},
+        "objects": [{"object": "System", "counters": [{"counter": "Processes", "shows": [100, 104]}]}]}})");
+    }
+
     TemporaryFile m_file{"report.json"};
     TemporaryFile m_page{"report.html"};
 };
@@ -92,11 +100,7 @@ TEST_F(Report, KeepsWhatASectionFoundBeforeItsProcessEnded) {
 
     simulation::control().clearFaults();
     endProcessIn("PdhEnumObjectsW");
-    m_file.write(R"({"devices": [{"id": "HTREE\\ROOT\\0"}],
-        "environment": {"WINDIR": "C:\\Windows"},
-        "files": [{"path": "C:\\Windows\\System32\\pdh.dll", "image": true}], "counters": {
-        "language": "009", "names": {"009": ["2", "System", "248", "Processes"]},
-        "objects": [{"object": "System", "counters": [{"counter": "Processes", "shows": [100, 104]}]}]}})");
+    writeCounters();
     const Json counters = section("counters");
     EXPECT_EQ(counters["status"], "partial");
     EXPECT_EQ(counters["data"]["samples"][1]["counters"][0]["value"], 104);
@@ -121,11 +125,12 @@ TEST_F(Report, SaysWhyASectionIsNotThere) {
 }
 
 TEST_F(Report, EndsASectionWhoseTimeIsUp) {
-    std::ostringstream out, err;
-    // Of the bundled PC's counters samples are taken for more than two seconds.
-    EXPECT_EQ(sysmira::runSysmira({"--json", "report", "--section", "counters", "--timeout", "1"}, out, err),
-              0);
-    const Json counters = Json::parse(out.str())["sections"][0];
+    simulation::Fault fault;
+    fault.function = "PdhEnumObjectsW";
+    fault.hangs = true;
+    simulation::control().add(fault);
+    writeCounters();
+    const Json counters = runJson({"--section", "counters", "--timeout", "1"})["sections"][0];
     EXPECT_EQ(counters["status"], "partial");
     EXPECT_GT(counters["data"]["samples"].size(), 1u);
     EXPECT_EQ(counters["reasons"], Json({"the process that read it was not done after 1 s and was ended"}));

@@ -41,7 +41,8 @@ std::vector<std::string> takeSimulatedWindows();
 void waitForWindows();
 
 /// Called after a wait of so many milliseconds in which nothing came, where waiting has no end of its own. On
-/// Linux, where the simulated PC's time passes at once, it takes that time really.
+/// Linux, where the simulated PC's time passes at once, it really takes that time if a user watches (stderr
+/// is a terminal), and hardly any otherwise.
 void keepPace(unsigned milliseconds);
 
 }  // namespace sysmira

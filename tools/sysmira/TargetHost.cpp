@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -65,6 +66,10 @@ std::vector<std::string> takeSimulatedWindows() {
 
 void waitForWindows() {}
 
-void keepPace(unsigned milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+void keepPace(unsigned milliseconds) {
+    // A wait without an end leaves the processor to others even so.
+    const unsigned taken = errorsGoToTerminal() ? milliseconds : std::min(milliseconds, 1u);
+    std::this_thread::sleep_for(std::chrono::milliseconds(taken));
+}
 
 }  // namespace sysmira
