@@ -63,8 +63,8 @@ void samplesOfManyCounters(benchmark::State& state) {
     }
     simulation::control().watching = false;
     benchmarks::compare(
-        state, [&] { benchmark::DoNotOptimize(ours.read()); },
-        [&] { benchmark::DoNotOptimize(peer.read()); });
+        state, {"one sample of counters, all read", "bare calls, one collection", /*aim=*/1.25},
+        [&] { benchmark::DoNotOptimize(ours.read()); }, [&] { benchmark::DoNotOptimize(peer.read()); });
     simulation::control().watching = true;
     state.counters["counters_per_second"] = benchmark::Counter(
         static_cast<double>(count) * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
@@ -114,7 +114,7 @@ void tenThousandPaths(benchmark::State& state) {
         benchmark::DoNotOptimize(PdhMakeCounterPathW(&elements, path, &size, 0));
     };
     benchmarks::compare(
-        state,
+        state, {"counter paths, names translated", "bare building of paths that are known", /*aim=*/0},
         [&] {
             found = 0;
             for (unsigned i = 0; i < count; ++i) {

@@ -135,7 +135,10 @@ void sectorsOfOneExtent(benchmark::State& state) {
     if (!sayTheSame(drive, sectors, [&](size_t i) { return isSet(bits, clusters[i]); }))
         return state.SkipWithError("the library and the bare bits differ");
     benchmarks::compare(
-        state, [&] { benchmark::DoNotOptimize(usedSectors(drive, sectors)); },
+        state,
+        {"whether a random sector is in use, 1 TiB volume of one extent", "bare bit test at the same places",
+         /*aim=*/1.20},
+        [&] { benchmark::DoNotOptimize(usedSectors(drive, sectors)); },
         [&] {
             unsigned used = 0;
             for (const unsigned long long cluster : clusters) used += isSet(bits, cluster);
@@ -170,7 +173,8 @@ void sectorsOfThousandExtents(benchmark::State& state, Order order) {
     if (!sayTheSame(drive, sectors, [&](size_t i) { return bareState(extents, bits, sectors[i]); }))
         return state.SkipWithError("the library and the bare scan differ");
     benchmarks::compare(
-        state, [&] { benchmark::DoNotOptimize(usedSectors(drive, sectors)); },
+        state, {"the same with 1,000 extents", "search of a bare array", /*aim=*/1.20},
+        [&] { benchmark::DoNotOptimize(usedSectors(drive, sectors)); },
         [&] {
             unsigned used = 0;
             for (const unsigned long long sector : sectors) used += bareState(extents, bits, sector);
@@ -233,7 +237,8 @@ void bitmapOf32MiB(benchmark::State& state) {
     }
     // Both replace what they kept.
     benchmarks::compare(
-        state, [&] { benchmark::DoNotOptimize(volume.getVolumeClusterBitmap(true).isValid()); },
+        state, {"reading a bitmap of 32 MiB", "bare requests and one copy", /*aim=*/1.10},
+        [&] { benchmark::DoNotOptimize(volume.getVolumeClusterBitmap(true).isValid()); },
         [&] {
             bare = readBareBitmap(path.getUCS2Buffer());
             benchmark::DoNotOptimize(bare.bytes.get());
@@ -377,7 +382,8 @@ void findAllVolumes(benchmark::State& state) {
     addVolumes(static_cast<unsigned>(state.range(0)));
     if (const char* const difference = differenceOfVolumes()) return state.SkipWithError(difference);
     benchmarks::compare(
-        state, [] { benchmark::DoNotOptimize(findVolumes()); },
+        state, {"finding volumes", "bare loop of the same calls, names kept", /*aim=*/1.15},
+        [] { benchmark::DoNotOptimize(findVolumes()); },
         [] { benchmark::DoNotOptimize(findBareVolumes().data()); });
 }
 BENCHMARK(findAllVolumes)->Arg(100)->Arg(1'000)->Arg(10'000)->UseManualTime()->Unit(benchmark::kMicrosecond);
@@ -398,8 +404,11 @@ void findTenTimesTheVolumes(benchmark::State& state) {
         }
         state.SetIterationTime(library[1].back());
     }
-    state.counters["ratio"] = benchmarks::median(library[1]) / benchmarks::median(library[0]);
-    state.counters["bare"] = benchmarks::median(calls[1]) / benchmarks::median(calls[0]);
+    benchmarks::report(
+        state,
+        {"ten times the volumes, against a tenth of them", "growth of the bare loop beside it", /*aim=*/0},
+        benchmarks::Ratio(library[1], library[0]));
+    state.counters["bare"] = benchmarks::Ratio(calls[1], calls[0]).middle;
 }
 BENCHMARK(findTenTimesTheVolumes)
     ->Arg(100)
@@ -560,7 +569,8 @@ void volumesOfDrives(benchmark::State& state) {
     if (const char* const difference = drives.difference(count, VolumesEach))
         return state.SkipWithError(difference);
     benchmarks::compare(
-        state, [&] { drives.findByLibrary(); }, [&] { drives.findBare(); });
+        state, {"which of 1,000 volumes lie on each drive", "bare loop of the same calls", /*aim=*/0},
+        [&] { drives.findByLibrary(); }, [&] { drives.findBare(); });
 }
 BENCHMARK(volumesOfDrives)->Arg(100)->UseManualTime()->Unit(benchmark::kMillisecond);
 

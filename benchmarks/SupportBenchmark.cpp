@@ -45,7 +45,7 @@ void mapLookup(benchmark::State& state) {
     std::shuffle(order.begin(), order.end(), std::mt19937(11));
     const unsigned rounds = 100'000 / count + 1;
     benchmarks::compare(
-        state,
+        state, {"zor::Map look-up", "std::unordered_map", /*aim=*/1.0},
         [&] {
             unsigned found = 0;
             for (unsigned round = 0; round < rounds; ++round) {
@@ -78,7 +78,7 @@ void compareNoCase(benchmark::State& state, const char* lower, const char* upper
         return reinterpret_cast<const UChar*>(text.getUCS2Buffer());
     };
     benchmarks::compare(
-        state,
+        state, {"compareNoCase", "u_strCaseCompare of ICU", /*aim=*/0.20},
         [&] {
             int sum = 0;
             for (int round = 0; round < 100; ++round) {

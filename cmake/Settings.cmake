@@ -34,7 +34,7 @@ else()
     target_compile_options(sysmira_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${to_root}/=)
 endif()
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT SYSMIRA_STRICT)
     # GNU spellings that both of our compilers take.
     target_compile_options(sysmira_settings INTERFACE
         -Wno-gnu-zero-variadic-macro-arguments -Wno-unused-command-line-argument)
