@@ -50,6 +50,24 @@ TEST_F(StorageCommand, ListsVolumesWithWhereTheyLie) {
     EXPECT_EQ(volumes[1]["flags"], json({"hidden", "recovery"}));
 }
 
+TEST_F(StorageCommand, SaysWhyEncryptionIsNotKnown) {
+    const auto facts = [](const char* letter) {
+        const json document = runJson({"volumes"});
+        for (const json& volume : document["volumes"]) {
+            if (volume["letter"] == letter)
+                return json({volume["encrypted"], volume["whyEncryptionUnknown"]});
+        }
+        return json();
+    };
+    EXPECT_EQ(facts("E"), json({false, nullptr}));
+    EXPECT_EQ(facts("G"), json({nullptr, "it is not among the volumes that Windows can encrypt"}));
+    failCall("IEnumWbemClassObject::Next", static_cast<HRESULT>(WBEM_E_TRANSPORT_FAILURE), 1,
+             /*onwards=*/true);
+    EXPECT_EQ(facts("C"), json({nullptr, "WMI answers 0x80041015 (WBEM_E_TRANSPORT_FAILURE)"}));
+    EXPECT_TRUE(has(run({"volumes"}).out,
+                    "Encryption     not known: WMI answers 0x80041015 (WBEM_E_TRANSPORT_FAILURE)\n"));
+}
+
 TEST_F(StorageCommand, CallsDisksByTheirNumberAndTellsWhatTheySay) {
     const json drives = runJson({"drives"})["drives"];
     ASSERT_GT(drives.size(), 15u);

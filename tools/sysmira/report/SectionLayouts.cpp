@@ -293,7 +293,9 @@ ReportGroup volumeGroup(const JsonPath& volume) {
                              numberCell(volume["bytesPerSector"]) + " bytes");
     facts.add("Type", textCell(volume["type"]));
     facts.add("Flags", listCell(volume["flags"]));
-    facts.add("Encrypted", yesNoCell(volume["encrypted"]));
+    facts.add("Encrypted", volume["encrypted"].isNull()
+                               ? "not known: " + textCell(volume["whyEncryptionUnknown"])
+                               : yesNoCell(volume["encrypted"]));
     for (const JsonPath& extent : volume["extents"].items()) {
         facts.add("Lies on", "disk " + plainCell(extent["disk"]) + ": " + numberCell(extent["length"]) +
                                  " bytes from " + numberCell(extent["offset"]));
