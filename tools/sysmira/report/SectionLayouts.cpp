@@ -197,6 +197,7 @@ DriveMap driveMapOf(const JsonPath& map) {
         one.fileSystem = printable(region["fileSystem"].toText());
         one.offset = region["offset"].toNumber<unsigned long long>();
         one.length = region["length"].toNumber<unsigned long long>();
+        one.whyUnknown = printable(region["whyUseUnknown"].toText());
         if (region["used"].isNumber()) one.used = region["used"].toNumber<double>();
         for (const JsonPath& cell : region["cells"].items())
             one.cells.push_back(cell.isNumber() ? MapCell(cell.toNumber<double>()) : std::nullopt);
