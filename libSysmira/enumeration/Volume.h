@@ -2,8 +2,14 @@
 // its disk: lock, dismount, unlock.
 //
 //     libSysmira::Volume volume('D');
+//     volume.info();
+//     const auto bitmap = volume.getVolumeClusterBitmap(/*refresh=*/true);
 //     if (volume.lockVolume() && volume.dismountVolume()) …
 //     volume.unlockVolume();
+//
+// Read before locking: a locked volume answers the handle that locks it alone, and NTFS treats it as
+// dismounted (Microsoft, FSCTL_LOCK_VOLUME). Information that is first asked for then stays empty until
+// update().
 //
 // Nothing is read at construction but the volume's names. Information, extents and bitmap are read when they
 // are first asked for, and kept. Failures are false, zeroes and empty texts, with a line on the logger
@@ -110,9 +116,10 @@ public:
     /// in any case.
     bool unlockVolume();
 
-    /// The device that the volume lies on (IOCTL_STORAGE_GET_DEVICE_NUMBER). Of removable media that refuse
-    /// it, type and UnknownDevice alone, the partition number staying the caller's. False, without opening
-    /// anything, for the letters A and B.
+    /// The device that the volume lies on (IOCTL_STORAGE_GET_DEVICE_NUMBER). If removable media reject the
+    /// request but list floppy formats, sets type and UnknownDevice; partitionNumber is unchanged. Two floppy
+    /// drives share that number, so it identifies neither. False, without opening anything, for the letters A
+    /// and B.
     bool getSDN(StorageDeviceNumber& number) const;
 
     /// The runs of the disk that hold this volume, in the order Windows reports them.
@@ -126,14 +133,19 @@ public:
 
     /// The volume's allocation bitmap (FSCTL_GET_VOLUME_BITMAP): the kept one unless `refresh`. Both are
     /// given only while the volume can be opened; an empty holder otherwise, and when Windows refuses. A
-    /// failure keeps what was kept.
+    /// failure keeps what was kept. A locked volume refuses to give a new one. The bitmap is as old as its
+    /// reading: what is allocated afterwards, until a lock, is not in it.
     SharedClusterBitmap getVolumeClusterBitmap(bool refresh) const;
 
     /// Whether the volume with this letter is encrypted, or on its way to or from it
     /// (Win32_EncryptableVolume). True when that could be found out; `enabled` is only ever set to true, so
-    /// that it can gather the answer over several volumes.
+    /// that it can gather the answer over several volumes. True as well, with `enabled` unchanged, when
+    /// Windows lists no such volume with this letter (a CD-ROM drive, a floppy drive), and when each listed
+    /// one refuses to report its status. False when WMI fails on the way: getLastWmiResult() gives the
+    /// reason.
     ///
-    /// Uses the WMI client, with its rules for threads; throws what that throws but InitializationError.
+    /// Uses the WMI client, with its rules for threads, and throws what that throws except
+    /// InitializationError: zor::RaisedException on a thread in another COM apartment.
     bool isBitLockerEnabled(bool& enabled) const;
 
 private:

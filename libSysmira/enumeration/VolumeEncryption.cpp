@@ -66,7 +66,12 @@ bool askWmi(char driveLetter, bool& enabled) {
             line << "Volume::isBitLockerEnabled() : \"ConversionStatus\" is non-zero";
         });
         enabled = true;
-        break;
+        return true;
+    }
+    if (getLastWmiResult() != WBEM_S_FALSE) {
+        theLog.write(zor::Detail, __LINE__,
+                     [](zor::LoggerStream& line) { line << "Problem iterating over query results"; });
+        return false;
     }
     if (!enabled) {
         theLog.write(zor::Warning, __LINE__, [](zor::LoggerStream& line) {

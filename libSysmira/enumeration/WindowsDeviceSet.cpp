@@ -23,7 +23,8 @@ void takeLocator(WindowsDevice& present, const WindowsDevice& other) {
 
 // Appends many devices: finds the elements by instance ID with one look-up each, however long the set is. The
 // index lives no longer than one operation, since callers may change the elements in between. It is a table
-// of positions with open addressing; the IDs stay where they are, in the records.
+// of positions with open addressing; the IDs stay where they are, in the records. An empty ID matches nothing
+// and has no place in the table.
 class WindowsDeviceSet::Appender {
 public:
     Appender(Devices& devices, std::size_t expected) : m_devices(devices) {
@@ -32,6 +33,10 @@ public:
     }
 
     void append(WindowsDevice&& device, bool includeHidden) {
+        if (device.getDeviceInstanceId().empty()) {
+            if (includeHidden || !device.isHidden()) m_devices.push_back(std::move(device));
+            return;
+        }
         unsigned* const place = placeOf(device.getDeviceInstanceId());
         if (*place != None) {
             takeLocator(m_devices[*place], device);
@@ -59,6 +64,7 @@ private:
     void rehash(std::size_t elements) {
         m_table.assign(std::bit_ceil(std::max<std::size_t>(elements, 4) * 2 + 1), None);
         for (unsigned i = 0; i < m_devices.size(); ++i) {
+            if (m_devices[i].getDeviceInstanceId().empty()) continue;
             unsigned* const place = placeOf(m_devices[i].getDeviceInstanceId());
             if (*place == None) *place = i;
         }
@@ -85,8 +91,9 @@ const WindowsDevice& WindowsDeviceSet::operator[](unsigned index) const {
 }
 
 void WindowsDeviceSet::appendDevice(const WindowsDevice& device, bool includeHidden) {
+    const bool hasId = !device.getDeviceInstanceId().empty();
     for (WindowsDevice& present : m_devices) {
-        if (present.getDeviceInstanceId() == device.getDeviceInstanceId()) {
+        if (hasId && present.getDeviceInstanceId() == device.getDeviceInstanceId()) {
             takeLocator(present, device);
             return;
         }

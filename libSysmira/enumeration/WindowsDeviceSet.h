@@ -1,6 +1,7 @@
 // An ordered collection of device records, filled by SetupDi enumerations: by setup class, by device
 // interface, by enumerator, by kinship in the tree, or by a mask of kinds. No two elements have the same
-// instance ID (the exact text).
+// instance ID (the exact text). A record whose instance ID could not be read matches no other: each such
+// record is an element of its own.
 //
 // An enumeration that Windows refuses adds nothing; nothing throws (beyond std::bad_alloc) and nothing is
 // logged. A set is used by one thread at a time.

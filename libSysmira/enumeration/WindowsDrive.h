@@ -2,10 +2,19 @@
 // which volumes lie on it, and what is done to those before a raw test.
 //
 //     libSysmira::WindowsDrive drive("\\\\.\\PhysicalDrive1");
+//     for (const libSysmira::Volume& volume : drive.volumes()) {
+//         volume.info();
+//         volume.getVolumeExtents();
+//         volume.getVolumeClusterBitmap(/*refresh=*/true);
+//     }
 //     if (drive.lockVolumesAndDismount()) {
 //         if (drive.isSectorInUsedCluster(sector, nullptr).isFalse()) …
 //         drive.unlockVolumes();
 //     }
+//
+// The order matters: a locked volume answers the handle that locks it alone, and NTFS treats it as dismounted
+// (Microsoft, FSCTL_LOCK_VOLUME), so information and bitmap cannot be read any more. The bitmap is as old as
+// its reading: clusters that were allocated between the reading and the lock are not in it.
 //
 // The drive is read at construction; volumes and device record are looked for when they are first needed.
 // Failures are false, zeroes, unknown and empty texts, with a line on the logger "libSysmira.WindowsDrive"
@@ -102,7 +111,10 @@ public:
     /// holds back and read the partitions again.
     void update(bool flush);
 
-    // The roles of the drive's volumes, by their flags.
+    // The roles of the drive's volumes, by their flags. A volume on several disks has no device number: where
+    // C: spans disks, isSystemDrive and isApplicationDrive are false for each of them unless the device tree
+    // relates the volume to the disk. Ask Volume(Volume::getSysDriveLetter()).getVolumeExtents() for the
+    // disks.
 
     bool isSystemDrive() const;
     bool isApplicationDrive() const;
@@ -124,7 +136,7 @@ public:
     /// Volume::unlockVolume on every volume as they stand; true when each succeeded.
     bool unlockVolumes();
     /// Volume::isBitLockerEnabled on each in turn until one is; true when each that was asked could be
-    /// answered. Throws what that throws.
+    /// answered, which includes volumes that Windows does not list as encryptable. Throws what that throws.
     bool isBitLockerEnabledOnVolumes(bool& enabled) const;
 
     /// A table of the volumes: mount point, flag letters, label, file system, size and OS locator. Every line
@@ -137,11 +149,18 @@ public:
     /// A volume's own sector size stands for the drive's, its extents are taken to lie on this drive, and
     /// clusters count from the beginning of the extent. An extent without a length, or beyond what 63 bits
     /// can count, holds no sector.
+    ///
+    /// Two kinds of volumes therefore need the caller's care. Of a volume whose extents lie on several disks
+    /// the answers may be those of another disk: look at VolumeExtent::diskNumber, and take the answer as
+    /// unknown. On FAT, FAT32 and exFAT cluster 0 is the first data cluster, not the first sector of the
+    /// partition: FSCTL_GET_RETRIEVAL_POINTER_BASE gives its distance in sectors, which must be subtracted.
     bool convertSectorToVCN(unsigned long long sector, unsigned int& volumeIndex,
                             unsigned long long& vcn) const;
     /// Whether the sector's cluster is in use; unknown when it lies in no volume, or its volume's bitmap
     /// cannot be read or does not reach so far. `*volumeIndex`, unless null, receives the volume's place, or
-    /// 0xFFFFFFFF. The bitmap is the one that the volume keeps, or else it is read.
+    /// 0xFFFFFFFF. The bitmap is the one that the volume keeps, or else it is read, which fails on a locked
+    /// NTFS volume: read it before the lock. What convertSectorToVCN says of volumes on several disks and of
+    /// FAT holds here, too: for these the answer may be that of another cluster.
     zor::TriBool isSectorInUsedCluster(unsigned long long sector, unsigned int* volumeIndex) {
         if (!m_run.holds(sector)) return findSectorState(sector, volumeIndex);
         if (volumeIndex != nullptr) *volumeIndex = m_run.volumeIndex();

@@ -34,7 +34,10 @@ bool mayAsk(DWORD code, DWORD access) {
 }  // namespace
 
 DWORD ControlRequest::giveBytes(const void* bytes, size_t size) {
-    return copyOut(call, bytes, size, out, outSize, &returned) ? ERROR_SUCCESS : ERROR_INSUFFICIENT_BUFFER;
+    if (copyOut(call, bytes, size, out, outSize, &returned)) return ERROR_SUCCESS;
+    // Microsoft, DeviceIoControl: too small for any data, and the returned byte count is zero.
+    returned = 0;
+    return ERROR_INSUFFICIENT_BUFFER;
 }
 
 Disk* diskOf(const OpenedFile& file) {
@@ -66,6 +69,12 @@ SIMULATED(BOOL, WINAPI, DeviceIoControl,
         known = findCode(code);
     }
     Call call(known != nullptr ? known->function : unknown, inSize, outSize);
+    // Microsoft, DeviceIoControl: without OVERLAPPED, lpBytesReturned cannot be null. Windows writes through
+    // it whatever the request; here that is misuse.
+    if (returned == nullptr && overlapped == nullptr) {
+        ledger().violation("DeviceIoControl without OVERLAPPED and without lpBytesReturned");
+        return call.fails<BOOL>(ERROR_NOACCESS);
+    }
     if (returned != nullptr) *returned = 0;
     if (const auto fault = call.fault<BOOL>()) return *fault;
     OpenedFile* const file = openFiles().find(handle, call.name());

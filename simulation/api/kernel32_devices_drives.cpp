@@ -34,9 +34,13 @@ DISK_GEOMETRY geometryOf(const Disk& disk, MEDIA_TYPE mediaType) {
 
 DWORD mediaTypes(ControlRequest& request) {
     const Disk* const disk = diskOf(request.file);
-    if (disk == nullptr || disk->floppyFormats.empty()) return ERROR_INVALID_FUNCTION;
+    const Volume* const volume = request.file.volume;
+    // A floppy's volume is the drive itself, which has no number to be found by.
+    const bool isFloppy = volume != nullptr && !volume->floppyFormats.empty();
+    if (!isFloppy && (disk == nullptr || disk->floppyFormats.empty())) return ERROR_INVALID_FUNCTION;
     std::vector<DISK_GEOMETRY> geometries;
-    for (const MEDIA_TYPE format : disk->floppyFormats) geometries.push_back(geometryOf(*disk, format));
+    for (const MEDIA_TYPE format : isFloppy ? volume->floppyFormats : disk->floppyFormats)
+        geometries.push_back(geometryOf(disk != nullptr ? *disk : Disk(), format));
     return request.giveBytes(geometries.data(), geometries.size() * sizeof geometries[0]);
 }
 

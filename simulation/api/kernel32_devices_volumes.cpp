@@ -32,12 +32,35 @@ DWORD extents(ControlRequest& request) {
     return ERROR_MORE_DATA;
 }
 
+// Why the file system does not answer this handle. Microsoft, FSCTL_LOCK_VOLUME: a locked volume can be
+// accessed only through handles to the file object that locks it, and NTFS treats it as dismounted; requests
+// of NTFS then fail with ERROR_NOT_READY (reports of driver developers on FSCTL_GET_VOLUME_BITMAP).
+DWORD whyNoFileSystem(const ControlRequest& request) {
+    const Volume& volume = *request.file.volume;
+    if (!volume.ready) return ERROR_NOT_READY;
+    if (volume.lockedBy == nullptr) return ERROR_SUCCESS;
+    if (volume.lockedBy != request.handle) return ERROR_ACCESS_DENIED;
+    const bool isDismounted = volume.fileSystem == u"NTFS" && !volume.answersWhileLocked;
+    return isDismounted ? ERROR_NOT_READY : ERROR_SUCCESS;
+}
+
+// Where cluster 0 begins, in sectors: 0 on NTFS, the first data cluster on the FAT family.
+DWORD retrievalPointerBase(ControlRequest& request) {
+    const Volume* const volume = request.file.volume;
+    if (volume == nullptr) return ERROR_INVALID_FUNCTION;
+    if (const DWORD error = whyNoFileSystem(request); error != ERROR_SUCCESS) return error;
+    RETRIEVAL_POINTER_BASE answer = {};
+    answer.FileAreaOffset.QuadPart = static_cast<LONGLONG>(volume->fileAreaOffset);
+    return request.give(answer);
+}
+
 // The count is that of the clusters from the first one asked for to the end; what fits of them is given.
 DWORD bitmap(ControlRequest& request) {
     const Volume* const volume = request.file.volume;
     if (volume == nullptr) return ERROR_INVALID_FUNCTION;
     if (volume->bitmapError != 0) return volume->bitmapError;
-    if (!volume->ready) return ERROR_NOT_READY;
+    if (const DWORD error = whyNoFileSystem(request); error != ERROR_SUCCESS) return error;
+    if (volume->bitmapNeedsDataAccess && !hasDataAccess(request.file.access)) return ERROR_ACCESS_DENIED;
     if (request.in == nullptr || request.inSize < sizeof(STARTING_LCN_INPUT_BUFFER))
         return ERROR_INVALID_PARAMETER;
     if (request.outSize < sizeof(VOLUME_BITMAP_BUFFER)) return ERROR_INSUFFICIENT_BUFFER;
@@ -72,9 +95,14 @@ DWORD gptAttributes(ControlRequest& request) {
     return request.give(answer);
 }
 
-// Whoever has the volume already does not get it again, through the same handle neither.
+// The volume of a request to its file system, which a handle that bypasses that does not reach.
+Volume* volumeByFileSystem(const ControlRequest& request) {
+    return meetsFileSystem(request.file.access) ? request.file.volume : nullptr;
+}
+
+// A volume that is locked is not locked again, not even through the same handle.
 DWORD lock(ControlRequest& request) {
-    Volume* const volume = request.file.volume;
+    Volume* const volume = volumeByFileSystem(request);
     if (volume == nullptr) return ERROR_INVALID_FUNCTION;
     if (!volume->ready) return ERROR_NOT_READY;
     if (volume->lockRefusals != 0) {
@@ -82,13 +110,15 @@ DWORD lock(ControlRequest& request) {
         return ERROR_ACCESS_DENIED;
     }
     if (volume->lockedByOthers || volume->lockedBy != nullptr) return ERROR_ACCESS_DENIED;
+    // Microsoft, FSCTL_LOCK_VOLUME: fails if there are any open files on the volume.
+    if (isOpenElsewhere(request.handle, *volume)) return ERROR_ACCESS_DENIED;
     volume->lockedBy = request.handle;
     ledger().opened(Resource::VolumeLock, volume, request.call.name());
     return ERROR_SUCCESS;
 }
 
 DWORD unlock(ControlRequest& request) {
-    Volume* const volume = request.file.volume;
+    Volume* const volume = volumeByFileSystem(request);
     if (volume == nullptr) return ERROR_INVALID_FUNCTION;
     if (volume->lockedBy != request.handle) return ERROR_NOT_LOCKED;
     if (volume->unlockError != 0) return volume->unlockError;
@@ -96,13 +126,13 @@ DWORD unlock(ControlRequest& request) {
     return ERROR_SUCCESS;
 }
 
+// Microsoft, FSCTL_DISMOUNT_VOLUME: does not check for open files.
 DWORD dismount(ControlRequest& request) {
-    Volume* const volume = request.file.volume;
+    Volume* const volume = volumeByFileSystem(request);
     if (volume == nullptr) return ERROR_INVALID_FUNCTION;
     if (volume->dismountError != 0) return volume->dismountError;
     if (!volume->ready) return ERROR_NOT_READY;
-    if (volume->lockedByOthers || (volume->lockedBy != nullptr && volume->lockedBy != request.handle))
-        return ERROR_ACCESS_DENIED;
+    if (volume->lockedBy != nullptr && volume->lockedBy != request.handle) return ERROR_ACCESS_DENIED;
     ++volume->dismounts;
     return ERROR_SUCCESS;
 }
@@ -125,6 +155,12 @@ std::vector<ControlCode> volumeControlCodes() {
           Distortion::NothingWritten | Distortion::SizeTooLarge | Distortion::SizeZero |
               Distortion::CountTooLarge},
          bitmap},
+        {FSCTL_GET_RETRIEVAL_POINTER_BASE,
+         {"FSCTL_GET_RETRIEVAL_POINTER_BASE",
+          Fails::WithZero,
+          {ERROR_INVALID_FUNCTION, ERROR_ACCESS_DENIED, ERROR_NOT_READY},
+          Distortion::NothingWritten | Distortion::SizeZero},
+         retrievalPointerBase},
         {IOCTL_VOLUME_GET_GPT_ATTRIBUTES,
          {"IOCTL_VOLUME_GET_GPT_ATTRIBUTES",
           Fails::WithZero,

@@ -52,10 +52,31 @@ DWORD openDevice(const Text& name, DWORD access, DWORD disposition, DWORD flags,
     if (disposition != OPEN_EXISTING) return ERROR_INVALID_PARAMETER;
     if (opened.disk != nullptr) return opened.disk->openError;
     if (opened.volume->openError != 0) return opened.volume->openError;
-    // Who asks for attributes alone does not meet the file system, nor the lock that it keeps.
-    constexpr DWORD dataAccess = GENERIC_READ | GENERIC_WRITE | FILE_READ_DATA | FILE_WRITE_DATA;
-    const bool locked = opened.volume->lockedBy != nullptr || opened.volume->lockedByOthers;
-    return locked && (access & dataAccess) != 0 ? ERROR_ACCESS_DENIED : 0;
+    return opened.volume->lockedBy != nullptr && meetsFileSystem(access) ? ERROR_ACCESS_DENIED : 0;
+}
+
+// The FILE_SHARE_ bits that another handle must have granted for these rights; 0: sharing does not matter.
+DWORD neededShare(DWORD access) {
+    constexpr DWORD reading = GENERIC_READ | GENERIC_EXECUTE | GENERIC_ALL | FILE_READ_DATA | FILE_EXECUTE;
+    constexpr DWORD writing = GENERIC_WRITE | GENERIC_ALL | FILE_WRITE_DATA | FILE_APPEND_DATA;
+    constexpr DWORD deleting = DELETE | GENERIC_ALL;
+    return ((access & reading) != 0 ? FILE_SHARE_READ : 0u) |
+           ((access & writing) != 0 ? FILE_SHARE_WRITE : 0u) |
+           ((access & deleting) != 0 ? FILE_SHARE_DELETE : 0u);
+}
+
+// Files and volumes are shared as both sides allow; the drivers of drives do not look at share modes.
+bool isShared(const OpenedFile& opened) {
+    const DWORD needed = neededShare(opened.access);
+    if (opened.disk != nullptr || needed == 0) return true;
+    return !openFiles().any([&](const void*, const OpenedFile& other) {
+        const bool isSame = opened.volume != nullptr ? other.volume == opened.volume
+                                                     : other.volume == nullptr && other.disk == nullptr &&
+                                                           equalNoCase(other.path, opened.path);
+        const DWORD othersNeed = neededShare(other.access);
+        return isSame && othersNeed != 0 &&
+               ((needed & ~other.share) != 0 || (othersNeed & ~opened.share) != 0);
+    });
 }
 
 }  // namespace
@@ -64,6 +85,27 @@ HandleTable<OpenedFile>& openFiles() {
     static HandleTable<OpenedFile> theFiles(Resource::File);
     static const AtReset atReset([] { theFiles.clear(); });
     return theFiles;
+}
+
+bool hasDataAccess(DWORD access) {
+    return (access & (GENERIC_READ | GENERIC_WRITE | GENERIC_ALL | FILE_READ_DATA | FILE_WRITE_DATA |
+                      FILE_APPEND_DATA)) != 0;
+}
+
+bool meetsFileSystem(DWORD access) {
+    constexpr DWORD bypassing =
+        FILE_READ_ATTRIBUTES | SYNCHRONIZE | READ_CONTROL | WRITE_DAC | WRITE_OWNER | ACCESS_SYSTEM_SECURITY;
+    return (access & ~bypassing) != 0;
+}
+
+bool isOpenElsewhere(HANDLE handle, const Volume& volume) {
+    return openFiles().any([&](const void* other, const OpenedFile& file) {
+        if (other == handle || !hasDataAccess(file.access)) return false;
+        if (file.volume != nullptr || file.disk != nullptr) return file.volume == &volume;
+        return std::any_of(volume.mountPoints.begin(), volume.mountPoints.end(), [&](const Text& root) {
+            return equalNoCase(std::u16string_view(file.path).substr(0, root.size()), root);
+        });
+    });
 }
 
 void unlockVolume(HANDLE handle, Volume& volume, const char* function) {
@@ -89,10 +131,11 @@ SIMULATED(HANDLE, WINAPI, CreateFileW,
     if (path == nullptr || *path == 0) return call.fails<HANDLE>(ERROR_PATH_NOT_FOUND);
     // Files of this PC are there or not; none is made by opening it.
     const Text name = nameOf(path);
-    OpenedFile opened{name, access, nullptr, nullptr};
+    OpenedFile opened{name, access, share, nullptr, nullptr};
     if (isDeviceName(name)) {
         if (const DWORD error = openDevice(name, access, disposition, flags, opened); error != 0)
             return call.fails<HANDLE>(error);
+        if (!isShared(opened)) return call.fails<HANDLE>(ERROR_SHARING_VIOLATION);
         if (call.distorted(Distortion::NullResult)) return call.returns<HANDLE>(nullptr);
         return call.returns<HANDLE>(openFiles().add(std::make_unique<OpenedFile>(opened), call.name()));
     }
@@ -100,6 +143,7 @@ SIMULATED(HANDLE, WINAPI, CreateFileW,
     if (machine().files.count(name) == 0) {
         return call.fails<HANDLE>(isFolder(name) ? ERROR_ACCESS_DENIED : missing(name));
     }
+    if (!isShared(opened)) return call.fails<HANDLE>(ERROR_SHARING_VIOLATION);
     if (call.distorted(Distortion::NullResult)) return call.returns<HANDLE>(nullptr);
     return call.returns<HANDLE>(openFiles().add(std::make_unique<OpenedFile>(opened), call.name()));
 }

@@ -66,8 +66,9 @@ Volume* volumeOfRoot(const Text& path, DWORD& error) {
     Volume* const volume = machine().storage.volume(path);
     if (volume == nullptr) {
         error = ERROR_PATH_NOT_FOUND;
-    } else if (!volume->ready) {
-        error = ERROR_NOT_READY;
+    } else if (!volume->ready || volume->lockedBy != nullptr) {
+        // Microsoft, FSCTL_LOCK_VOLUME: reachable through the handle that locks it alone, so not by its root.
+        error = volume->ready ? ERROR_ACCESS_DENIED : ERROR_NOT_READY;
         return nullptr;
     }
     return volume;

@@ -33,6 +33,15 @@ public:
         return true;
     }
 
+    /// Calls visit(handle, value) for each open handle until one call returns true; whether one did.
+    template <class Visit>
+    bool any(Visit&& visit) const {
+        for (const auto& [handle, value] : m_values) {
+            if (visit(handle, *value)) return true;
+        }
+        return false;
+    }
+
     bool holds(const void* handle) const { return m_values.count(handle) != 0; }
     void clear() { m_values.clear(); }
 

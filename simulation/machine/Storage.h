@@ -88,8 +88,15 @@ struct Volume {
     ULONGLONG clusters = 0;
     std::vector<ClusterRun> used;
     unsigned usedPercent = 0;  ///< besides: so much of each stretch, in a pattern that is always the same
+    /// The bitmap is refused on a handle without data access: pages of Microsoft differ on that.
+    bool bitmapNeedsDataAccess = false;
+    ULONGLONG fileAreaOffset = 0;  ///< sectors from the volume's beginning to cluster 0; 0 on NTFS
 
-    bool lockedByOthers = false;
+    std::vector<MEDIA_TYPE> floppyFormats;  ///< of a floppy drive: as those of its Disk
+
+    bool lockedByOthers = false;  ///< open elsewhere: can be opened and dismounted, but not locked
+    /// NTFS answers through the handle that locks the volume; as a rule it does not.
+    bool answersWhileLocked = false;
     unsigned lockRefusals = 0;  ///< so many tries to lock it fail first
     DWORD dismountError = 0;
     DWORD unlockError = 0;

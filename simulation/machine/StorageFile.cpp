@@ -170,6 +170,14 @@ void addName(Disk& disk) {
     }
 }
 
+void readFloppyFormats(const JsonPlace& place, std::vector<MEDIA_TYPE>& formats) {
+    const auto member = place.member("floppyFormats");
+    if (!member) return;
+    member->forEachElement("a list of media types", [&](const JsonPlace& each) {
+        formats.push_back(static_cast<MEDIA_TYPE>(each.number(0, 25, "a media type, 0 to 25")));
+    });
+}
+
 Disk readDisk(const JsonPlace& place, Machine& machine) {
     place.allowOnly(
         {"device",          "paths",   "openError",  "number",          "type",         "bus",
@@ -203,12 +211,7 @@ Disk readDisk(const JsonPlace& place, Machine& machine) {
     addAttribute("readOnly", DISK_ATTRIBUTE_READ_ONLY);
     readError(place, "attributesError", disk.attributesError);
     if (const auto address = place.member("scsi")) readScsiAddress(*address, disk);
-    if (const auto formats = place.member("floppyFormats")) {
-        formats->forEachElement("a list of media types", [&](const JsonPlace& each) {
-            disk.floppyFormats.push_back(
-                static_cast<MEDIA_TYPE>(each.number(0, 25, "a media type, 0 to 25")));
-        });
-    }
+    readFloppyFormats(place, disk.floppyFormats);
     if (const auto partitions = place.member("partitions")) {
         partitions->forEachElement("a list of partitions", [&](const JsonPlace& each) {
             disk.partitions.push_back(readPartition(each));
@@ -284,6 +287,8 @@ void readUse(const JsonPlace& place, Volume& volume) {
         });
     }
     readError(place, "bitmapError", volume.bitmapError);
+    readTruth(place, "bitmapNeedsDataAccess", volume.bitmapNeedsDataAccess);
+    readNumber(place, "fileAreaOffset", volume.fileAreaOffset, 1ull << 32, "a number of sectors");
 }
 
 void readMountPoints(const JsonPlace& place, Volume& volume) {
@@ -296,12 +301,39 @@ void readMountPoints(const JsonPlace& place, Volume& volume) {
 }
 
 Volume readVolume(const JsonPlace& place, Machine& machine) {
-    place.allowOnly({"device",         "name",         "paths",         "mountPoints", "openError",
-                     "ready",          "label",        "serial",        "fileSystem",  "readOnly",
-                     "directAccess",   "type",         "total",         "free",        "sectorsPerCluster",
-                     "bytesPerSector", "on",           "number",        "numberError", "extents",
-                     "extentsAnswer",  "clusters",     "usedPercent",   "used",        "bitmapError",
-                     "lockedByOthers", "lockRefusals", "dismountError", "unlockError"});
+    place.allowOnly({"device",
+                     "name",
+                     "paths",
+                     "mountPoints",
+                     "openError",
+                     "ready",
+                     "label",
+                     "serial",
+                     "fileSystem",
+                     "readOnly",
+                     "directAccess",
+                     "type",
+                     "total",
+                     "free",
+                     "sectorsPerCluster",
+                     "bytesPerSector",
+                     "on",
+                     "number",
+                     "numberError",
+                     "extents",
+                     "extentsAnswer",
+                     "clusters",
+                     "usedPercent",
+                     "used",
+                     "bitmapError",
+                     "lockedByOthers",
+                     "lockRefusals",
+                     "dismountError",
+                     "unlockError",
+                     "floppyFormats",
+                     "fileAreaOffset",
+                     "bitmapNeedsDataAccess",
+                     "answersWhileLocked"});
     Volume volume;
     readText(place, "name", volume.name);
     if (!volume.name.empty() && volume.name.back() != u'\\')
@@ -340,7 +372,9 @@ Volume readVolume(const JsonPlace& place, Machine& machine) {
     }
     if (const auto bytes = place.member("extentsAnswer")) volume.extentsAnswer = bytes->hex();
     readUse(place, volume);
+    readFloppyFormats(place, volume.floppyFormats);
     readTruth(place, "lockedByOthers", volume.lockedByOthers);
+    readTruth(place, "answersWhileLocked", volume.answersWhileLocked);
     readNumber(place, "lockRefusals", volume.lockRefusals, 0xFFFFFFFF, "a number of tries");
     readError(place, "dismountError", volume.dismountError);
     readError(place, "unlockError", volume.unlockError);

@@ -143,6 +143,78 @@ TEST_F(SimulatedStorage, LetsOneHandleHaveTheLockUntilItCloses) {
     EXPECT_EQ(simulation::ledger().violations(), "");
 }
 
+TEST_F(SimulatedStorage, ALockKeepsTheFileSystemFromEveryOtherHandle) {
+    const DWORD attributes = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
+    STARTING_LCN_INPUT_BUFFER start = {};
+    unsigned char bytes[64];
+    const auto bitmapOf = [&](HANDLE handle) {
+        const DWORD error = ask(handle, FSCTL_GET_VOLUME_BITMAP, bytes, sizeof bytes, &start, sizeof start);
+        return error == ERROR_MORE_DATA ? 0 : error;
+    };
+    const HANDLE bypassing = open(L"\\\\.\\D:", FILE_READ_ATTRIBUTES);
+    EXPECT_EQ(ask(bypassing, FSCTL_LOCK_VOLUME), DWORD{ERROR_INVALID_FUNCTION})
+        << "no way to the file system";
+    EXPECT_EQ(bitmapOf(bypassing), 0u);
+    const HANDLE locking = open(L"\\\\.\\D:", attributes);
+    ASSERT_EQ(ask(locking, FSCTL_LOCK_VOLUME), 0u);
+    EXPECT_EQ(bitmapOf(bypassing), DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(bitmapOf(locking), DWORD{ERROR_NOT_READY}) << "NTFS";
+    volume().answersWhileLocked = true;
+    EXPECT_EQ(bitmapOf(locking), 0u);
+    volume().answersWhileLocked = false;
+    volume().fileSystem = u"FAT32";
+    EXPECT_EQ(bitmapOf(locking), 0u);
+    ULARGE_INTEGER free = {};
+    EXPECT_FALSE(GetDiskFreeSpaceExW(L"D:\\", &free, nullptr, nullptr));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_FALSE(GetVolumeInformationW(L"D:\\", nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0));
+    EXPECT_EQ(open(L"\\\\.\\D:", attributes), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+    CloseHandle(locking);
+    EXPECT_TRUE(GetDiskFreeSpaceExW(L"D:\\", &free, nullptr, nullptr));
+    volume().fileAreaOffset = 4096;
+    RETRIEVAL_POINTER_BASE base = {};
+    EXPECT_EQ(ask(bypassing, FSCTL_GET_RETRIEVAL_POINTER_BASE, &base, sizeof base), 0u);
+    EXPECT_EQ(base.FileAreaOffset.QuadPart, 4096);
+    CloseHandle(bypassing);
+}
+
+TEST_F(SimulatedStorage, SharesFilesAndVolumesAsBothSidesAllow) {
+    const auto openShared = [](const WCHAR* path, DWORD access, DWORD share) {
+        return CreateFileW(path, access, share, nullptr, OPEN_EXISTING, 0, nullptr);
+    };
+    machine.files[u"D:\\a.txt"];
+    for (const WCHAR* path : {L"\\\\.\\D:", L"D:\\a.txt"}) {
+        const HANDLE reading = openShared(path, GENERIC_READ, FILE_SHARE_READ);
+        ASSERT_NE(reading, INVALID_HANDLE_VALUE);
+        EXPECT_EQ(openShared(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+        EXPECT_EQ(openShared(path, GENERIC_READ, 0), INVALID_HANDLE_VALUE) << "the first reads already";
+        const HANDLE attributes = openShared(path, FILE_READ_ATTRIBUTES, 0);
+        EXPECT_NE(attributes, INVALID_HANDLE_VALUE);
+        CloseHandle(attributes);
+        // No lock while data of the volume is open, be it a file's.
+        const HANDLE locking = open(L"\\\\.\\D:", FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES);
+        EXPECT_EQ(ask(locking, FSCTL_LOCK_VOLUME), DWORD{ERROR_ACCESS_DENIED});
+        EXPECT_EQ(ask(locking, FSCTL_DISMOUNT_VOLUME), 0u);
+        CloseHandle(reading);
+        EXPECT_EQ(ask(locking, FSCTL_LOCK_VOLUME), 0u);
+        CloseHandle(locking);
+    }
+    // In use by others is no lock of theirs.
+    volume().lockedByOthers = true;
+    const HANDLE reading = open(L"\\\\.\\D:", GENERIC_READ);
+    ASSERT_NE(reading, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(ask(reading, FSCTL_LOCK_VOLUME), DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(ask(reading, FSCTL_DISMOUNT_VOLUME), 0u);
+    CloseHandle(reading);
+    const HANDLE drive = open(L"\\\\.\\PhysicalDrive1", GENERIC_READ);
+    EXPECT_FALSE(
+        DeviceIoControl(drive, IOCTL_DISK_UPDATE_PROPERTIES, nullptr, 0, nullptr, 0, nullptr, nullptr));
+    EXPECT_NE(simulation::ledger().violations(), "") << "Windows writes the number of bytes in any case";
+    CloseHandle(drive);
+}
+
 TEST_F(SimulatedStorage, ADescriptorIsGivenAsFarAsItFits) {
     const HANDLE handle = open(L"\\\\.\\PhysicalDrive1", GENERIC_READ);
     STORAGE_PROPERTY_QUERY query = {};

@@ -50,6 +50,24 @@ TEST_F(StorageCommand, ListsVolumesWithWhereTheyLie) {
     EXPECT_EQ(volumes[1]["flags"], json({"hidden", "recovery"}));
 }
 
+TEST_F(StorageCommand, SaysWhyEncryptionIsNotKnown) {
+    const auto facts = [](const char* letter) {
+        const json document = runJson({"volumes"});
+        for (const json& volume : document["volumes"]) {
+            if (volume["letter"] == letter)
+                return json({volume["encrypted"], volume["whyEncryptionUnknown"]});
+        }
+        return json();
+    };
+    EXPECT_EQ(facts("E"), json({false, nullptr}));
+    EXPECT_EQ(facts("G"), json({nullptr, "it is not among the volumes that Windows can encrypt"}));
+    failCall("IEnumWbemClassObject::Next", static_cast<HRESULT>(WBEM_E_TRANSPORT_FAILURE), 1,
+             /*onwards=*/true);
+    EXPECT_EQ(facts("C"), json({nullptr, "WMI answers 0x80041015 (WBEM_E_TRANSPORT_FAILURE)"}));
+    EXPECT_TRUE(has(run({"volumes"}).out,
+                    "Encryption     not known: WMI answers 0x80041015 (WBEM_E_TRANSPORT_FAILURE)\n"));
+}
+
 TEST_F(StorageCommand, CallsDisksByTheirNumberAndTellsWhatTheySay) {
     const json drives = runJson({"drives"})["drives"];
     ASSERT_GT(drives.size(), 15u);
@@ -87,11 +105,15 @@ TEST_F(StorageCommand, DrawsTheWholeDisk) {
           "partition 2, reserved for Windows, 16.00 MB, use not known\n  [?]\n", "· free"}) {
         EXPECT_TRUE(has(text, part)) << part << "\n" << text;
     }
-    // A volume on three disks is counted through: the last of them holds its end.
-    const json first = runJson({"drives", "10", "--map"})["map"],
-               last = runJson({"drives", "12", "--map"})["map"];
-    EXPECT_GT(first["regions"][0]["used"].get<double>(), 0.9);
-    EXPECT_LT(last["regions"][0]["used"].get<double>(), 0.6);
+    // How a volume is laid out over three disks is not known.
+    const json spanned = runJson({"drives", "11", "--map"})["map"]["regions"][0];
+    EXPECT_EQ(spanned["used"], nullptr);
+    EXPECT_EQ(spanned["cells"][0], nullptr);
+    EXPECT_EQ(spanned["whyUseUnknown"], "the volume lies on several disks");
+    EXPECT_TRUE(has(run({"drives", "11", "--map"}).out, "use not known: the volume lies on several disks\n"));
+    // Numbers are unique within a device type alone: CD-ROM 0 is not disk 0.
+    const json optical = runJson({"drives", "CdRom0", "--map"});
+    for (const json& region : optical["map"]["regions"]) EXPECT_EQ(region["volume"], "");
     const json system = runJson({"drives", "0", "--map"})["map"];
     std::size_t cells = 0;
     unsigned long long bytes = 0;
@@ -116,6 +138,33 @@ TEST_F(StorageCommand, SaysWhereASectorLiesOrWhyNot) {
     const json sectors = runJson({"sector", "10", "18446744073709551615", "5"})["sectors"];
     EXPECT_EQ(sectors[0]["used"], nullptr);
     EXPECT_EQ(sectors[1]["reason"], "no volume of the drive lies there");
+    const json spanned = runJson({"sector", "11", "2048"})["sectors"][0];
+    EXPECT_EQ(spanned["volume"], "S:");
+    EXPECT_EQ(spanned["cluster"], nullptr);
+    EXPECT_EQ(spanned["used"], nullptr);
+    EXPECT_EQ(spanned["reason"], "the volume lies on several disks");
+}
+
+TEST_F(StorageCommand, CountsClustersOfFatFromItsDataArea) {
+    const std::string pc = R"({
+        "devices": [{"id": "HTREE\\ROOT\\0", "children": [{"id": "SCSI\\DISK\\1", "class": "DiskDrive",
+            "interfaces": [{"class": "disk"}]}]}],
+        "disks": [{"device": "SCSI\\DISK\\1", "number": {"number": 1}, "size": 1000000000, "partitions": [
+            {"number": 1, "offset": 1048576, "length": 10485760}]}],
+        "volumes": [{"name": "\\\\?\\Volume{1}\\", "mountPoints": ["X:\\"], "on": {"disk": 1, "partition": 1},
+            "fileSystem": "FAT32", "total": 8388608, "free": 4194304, "used": [[1, 1]], "fileAreaOffset": 1024}]
+    })";
+    EXPECT_EQ(
+        run({"sector", "1", "2048", "3071", "3072", "3080", "22528", "--machine", machineFile(pc)}).out,
+        "sector 2048: X:, not known: it lies before the volume's first cluster, among the tables of the "
+        "file system\n"
+        "sector 3071: X:, not known: it lies before the volume's first cluster, among the tables of the "
+        "file system\n"
+        "sector 3072: X:, cluster 0, free\nsector 3080: X:, cluster 1, in use\n"
+        "sector 22528: not known: no volume of the drive lies there\n");
+    failCall("FSCTL_GET_RETRIEVAL_POINTER_BASE", ERROR_INVALID_FUNCTION, 1, /*onwards=*/true);
+    EXPECT_EQ(run({"sector", "1", "3072", "--machine", machineFile(pc)}).out,
+              "sector 3072: X:, not known: Windows does not report where the clusters of FAT32 begin\n");
 }
 
 TEST_F(StorageCommand, LocksVolumeByVolumeAndAlwaysUnlocks) {

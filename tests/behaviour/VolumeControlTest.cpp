@@ -413,8 +413,23 @@ TEST_F(VolumeEncryption, IsOffWhereNoneTellsOtherwise) {
 TEST_F(VolumeEncryption, IsNotKnownWhereWmiFails) {
     bool enabled = false;
     encryption().queryResult = static_cast<HRESULT>(WBEM_E_PROVIDER_FAILURE);
-    EXPECT_TRUE(Volume('D').isBitLockerEnabled(enabled)) << "a failure at the first object ends the walk";
-    EXPECT_EQ(ownLines(), (Strings{query, none}));
+    const Strings endedByAnError = {query, "1 Problem iterating over query results"};
+    EXPECT_FALSE(Volume('D').isBitLockerEnabled(enabled));
+    EXPECT_EQ(ownLines(), endedByAnError);
+    encryption().queryResult = S_OK;
+    // Success without an object, and a time-out of a call without limit, are not the end either.
+    distort("IEnumWbemClassObject::Next", Distortion::NothingWritten);
+    EXPECT_FALSE(Volume('D').isBitLockerEnabled(enabled));
+    clearFaults();
+    EXPECT_EQ(ownLines(), endedByAnError);
+    failCall("IEnumWbemClassObject::Next", WBEM_S_TIMEDOUT);
+    EXPECT_FALSE(Volume('D').isBitLockerEnabled(enabled));
+    EXPECT_EQ(ownLines(), endedByAnError);
+    EXPECT_EQ(argumentsOf("IEnumWbemClassObject::Next").back().substr(0, 2), "-1") << "waits without limit";
+    addEncryptable(u"1", u"D:", status(0));
+    failCall("IEnumWbemClassObject::Next", static_cast<HRESULT>(WBEM_E_TRANSPORT_FAILURE), 2);
+    EXPECT_FALSE(Volume('D').isBitLockerEnabled(enabled));
+    EXPECT_EQ(ownLines(), (Strings{query, found, asked, "1 Problem iterating over query results"}));
     failCall("IEnumWbemClassObject::Reset", static_cast<HRESULT>(WBEM_E_TRANSPORT_FAILURE));
     EXPECT_FALSE(Volume('D').isBitLockerEnabled(enabled));
     EXPECT_EQ(ownLines(), (Strings{query, "1 Problem iterating over query results"}));

@@ -67,6 +67,20 @@ TEST_F(DeviceSet, HoldsEachDeviceOnceAndTakesItsLocatorWhenItComes) {
     EXPECT_FALSE(set[2].isValid());
 }
 
+TEST_F(DeviceSet, GivesNoDiskThePathOfAnother) {
+    add(u"A\\1", diskClass, diskInterface);
+    add(u"A\\2", diskClass, diskInterface);
+    failCall("SetupDiGetDeviceInstanceIdW", ERROR_INVALID_DATA, 1, /*onwards=*/true);
+    set.appendDevices(diskClass, nullptr, 0, WinInt_None);
+    EXPECT_EQ(contents(set), (Strings{"", ""})) << "no ID matches none";
+    set.appendDevices(nullptr, diskInterface, 0, WinInt_Disk);
+    EXPECT_EQ(contents(set), (Strings{"", "", " = A\\1!", " = A\\2!"}));
+    ASSERT_EQ(set.size(), 4u);
+    const WindowsDevice pathOnly = set[3];
+    set.appendDevice(pathOnly, /*includeHidden=*/true);
+    EXPECT_EQ(contents(set), (Strings{"", "", " = A\\1!", " = A\\2!", " = A\\2!"}));
+}
+
 TEST_F(DeviceSet, ChecksItsIndices) {
     add(u"A\\1", nullptr);
     set.appendDeviceByDeviceInstanceId("A\\1");

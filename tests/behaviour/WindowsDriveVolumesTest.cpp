@@ -502,26 +502,59 @@ TEST_F(DriveSectors, AreFoundAsByALinearSearch) {
 }
 
 // The whole walk of a raw test.
-TEST_F(DriveSectors, ServeAWholeRawTest) {
-    addDrive(1);
-    addDiskDevice(u"SCSI\\DISK\\1", {}).interfaces[0].path = drivePath(1);
-    addVolume(1, {u"D:\\"}).used = {{0, 2}};
-    addVolume(2, {u"E:\\"}).extents = {extent(1, 128 * MiB, 64 * MiB)};
-    WindowsDeviceSet disks;
-    disks.appendDisks();
-    WindowsDrive disk(disks[0]);
-    ASSERT_TRUE(disk.lockVolumesAndDismount());
-    unsigned used = 0, free = 0, unknown = 0;
-    for (unsigned long long sector = 0; sector < disk.getSectorCount(); sector += 8) {
-        const TriBool answer = disk.isSectorInUsedCluster(sector, nullptr);
-        ++(answer.isTrue() ? used : answer.isFalse() ? free : unknown);
+class RawTest : public DriveSectors {
+protected:
+    void SetUp() override {
+        DriveSectors::SetUp();
+        addDrive(1);
+        addVolume(1, {u"D:\\"}).used = {{0, 2}};
+        addVolume(2, {u"E:\\"}).extents = {extent(1, 128 * MiB, 64 * MiB)};
     }
-    EXPECT_EQ(used, 2u);
-    EXPECT_EQ(free, 2 * 16384 - 2u);
-    EXPECT_EQ(unknown, (1024 - 128) * 256u);
+
+    struct Answers {
+        unsigned used = 0, free = 0, unknown = 0;
+    };
+    static Answers askAll(WindowsDrive& disk) {
+        Answers answers;
+        for (unsigned long long sector = 0; sector < disk.getSectorCount(); sector += 8) {
+            const TriBool answer = disk.isSectorInUsedCluster(sector, nullptr);
+            ++(answer.isTrue() ? answers.used : answer.isFalse() ? answers.free : answers.unknown);
+        }
+        return answers;
+    }
+};
+
+TEST_F(RawTest, ReadsFirstThenLocksAndAsks) {
+    WindowsDrive disk = drive();
+    for (const Volume& volume : disk.volumes()) {
+        EXPECT_EQ(volume.info().bytesPerSector, 512u);
+        EXPECT_FALSE(volume.getVolumeExtents().empty());
+        EXPECT_TRUE(volume.getVolumeClusterBitmap(/*refresh=*/true).isValid());
+    }
+    ASSERT_TRUE(disk.lockVolumesAndDismount());
+    const Answers answers = askAll(disk);
+    EXPECT_EQ(answers.used, 2u);
+    EXPECT_EQ(answers.free, 2 * 16384 - 2u);
+    EXPECT_EQ(answers.unknown, (1024 - 128) * 256u);
+    EXPECT_FALSE(disk.volumes()[0].getVolumeClusterBitmap(/*refresh=*/true).isValid());
+    EXPECT_EQ(askAll(disk).used, 2u) << "what was read stays";
     EXPECT_TRUE(disk.unlockVolumes());
     EXPECT_EQ(calls("FSCTL_LOCK_VOLUME") + calls("FSCTL_DISMOUNT_VOLUME") + calls("FSCTL_UNLOCK_VOLUME"), 6u);
-    EXPECT_EQ(calls("FSCTL_GET_VOLUME_BITMAP"), 4u);
+}
+
+TEST_F(RawTest, CallsNothingFreeThatItCouldNotRead) {
+    {
+        WindowsDrive lockedFirst = drive();
+        ASSERT_TRUE(lockedFirst.lockVolumesAndDismount());
+        EXPECT_EQ(askAll(lockedFirst).unknown, 1024 * 256u);
+    }
+    for (simulation::Volume& model : machine.storage.volumes()) model.bitmapNeedsDataAccess = true;
+    WindowsDrive disk = drive();
+    for (const Volume& volume : disk.volumes()) {
+        volume.info();
+        EXPECT_FALSE(volume.getVolumeClusterBitmap(/*refresh=*/true).isValid());
+    }
+    EXPECT_EQ(askAll(disk).unknown, 1024 * 256u);
 }
 
 }  // namespace

@@ -197,6 +197,7 @@ DriveMap driveMapOf(const JsonPath& map) {
         one.fileSystem = printable(region["fileSystem"].toText());
         one.offset = region["offset"].toNumber<unsigned long long>();
         one.length = region["length"].toNumber<unsigned long long>();
+        one.whyUnknown = printable(region["whyUseUnknown"].toText());
         if (region["used"].isNumber()) one.used = region["used"].toNumber<double>();
         for (const JsonPath& cell : region["cells"].items())
             one.cells.push_back(cell.isNumber() ? MapCell(cell.toNumber<double>()) : std::nullopt);
@@ -293,7 +294,9 @@ ReportGroup volumeGroup(const JsonPath& volume) {
                              numberCell(volume["bytesPerSector"]) + " bytes");
     facts.add("Type", textCell(volume["type"]));
     facts.add("Flags", listCell(volume["flags"]));
-    facts.add("Encrypted", yesNoCell(volume["encrypted"]));
+    facts.add("Encrypted", volume["encrypted"].isNull()
+                               ? "not known: " + textCell(volume["whyEncryptionUnknown"])
+                               : yesNoCell(volume["encrypted"]));
     for (const JsonPath& extent : volume["extents"].items()) {
         facts.add("Lies on", "disk " + plainCell(extent["disk"]) + ": " + numberCell(extent["length"]) +
                                  " bytes from " + numberCell(extent["offset"]));

@@ -40,11 +40,6 @@ std::optional<StorageDeviceNumber> readNumber(const WindowsDrive& drive) {
     return number;
 }
 
-bool isNumberedDisk(const KnownDrive& drive) {
-    return drive.number && drive.number->deviceType == FILE_DEVICE_DISK &&
-           drive.number->deviceNumber != StorageDeviceNumber::UnknownDevice;
-}
-
 // Disks come first, by number; what has none keeps its order behind them.
 unsigned long long rankOf(const KnownDrive& drive) {
     return isNumberedDisk(drive) ? drive.number->deviceNumber
@@ -165,6 +160,11 @@ std::string titleOf(const KnownDrive& drive) {
     const std::string name = windowsNameOf(drive);
     return "Drive " + std::to_string(drive.index) + ": " + modelOf(drive) +
            (name.empty() ? "" : " (" + name + ")");
+}
+
+bool isNumberedDisk(const KnownDrive& drive) {
+    return drive.number && drive.number->deviceType == FILE_DEVICE_DISK &&
+           drive.number->deviceNumber != StorageDeviceNumber::UnknownDevice;
 }
 
 bool isClosed(const KnownDrive& drive) { return !drive.drive.getHandle().isValid(); }

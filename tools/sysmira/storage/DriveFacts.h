@@ -30,6 +30,8 @@ KnownDrive findDrive(const std::string& argument);
 std::string windowsNameOf(const KnownDrive& drive);
 /// "Drive 1: Nordlicht 4000 (PhysicalDrive1)"; printable.
 std::string titleOf(const KnownDrive& drive);
+/// Whether it is a disk that Windows has given a number, by which extents of volumes name it.
+bool isNumberedDisk(const KnownDrive& drive);
 /// Windows did not let the drive be opened, or it has no path.
 bool isClosed(const KnownDrive& drive);
 

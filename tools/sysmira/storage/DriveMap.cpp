@@ -6,6 +6,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "tools/sysmira/storage/ClusterLayout.h"
 #include "tools/sysmira/storage/PartitionTable.h"
 #include "tools/sysmira/storage/VolumeFacts.h"
 #include "tools/sysmira/text/PrintableText.h"
@@ -24,30 +25,25 @@ using Bytes = unsigned long long;
 
 // A run of a volume on this disk.
 struct Run {
-    Bytes offset = 0;          // on the disk
-    Bytes length = 0;          // > 0, and offset + length is no overflow
-    Bytes offsetInVolume = 0;  // of its first byte
+    Bytes offset = 0;  // on the disk
+    Bytes length = 0;  // > 0, and offset + length is no overflow
     std::string volume;
     std::string fileSystem;
-    Bytes clusterSize = 0;  // 0: not known
+    ClusterLayout clusters;
     SharedClusterBitmap bitmap;
 };
 
-// The runs of one volume on a disk; runs that cannot be are left out, and those behind them, whose place in
-// the volume is not known then.
+// The runs of one volume on a disk; runs that cannot be are left out.
 void addRuns(const Volume& volume, unsigned diskNumber, std::vector<Run>& runs) {
-    Bytes offsetInVolume = 0;
     for (const VolumeExtent& extent : volume.getVolumeExtents()) {
-        if (extent.startingOffset < 0 || extent.extentLength <= 0) return;
+        if (extent.startingOffset < 0 || extent.extentLength <= 0 || extent.diskNumber != diskNumber)
+            continue;
         Run run;
         run.offset = static_cast<Bytes>(extent.startingOffset);
         run.length = static_cast<Bytes>(extent.extentLength);
-        run.offsetInVolume = offsetInVolume;
-        offsetInVolume += run.length;
-        if (extent.diskNumber != diskNumber) continue;
         run.volume = titleOf(volume);
         run.fileSystem = printable(volume.info().fileSystemName);
-        run.clusterSize = Bytes{volume.info().bytesPerSector} * volume.info().sectorsPerCluster;
+        run.clusters = readClusterLayout(volume);
         run.bitmap = volume.getVolumeClusterBitmap(/*refresh=*/false);
         runs.push_back(std::move(run));
     }
@@ -55,7 +51,8 @@ void addRuns(const Volume& volume, unsigned diskNumber, std::vector<Run>& runs) 
 
 std::vector<Run> readRuns(const KnownDrive& drive) {
     std::vector<Run> runs;
-    if (!drive.number) return runs;
+    // Extents name disks. The numbers of other devices begin at 0, too, and mean something else.
+    if (!isNumberedDisk(drive)) return runs;
     // Those that span several disks are not among the drive's own volumes.
     zor::Array<Volume> volumes;
     Volume::findAllVolumes(volumes);
@@ -97,11 +94,13 @@ struct Share {
 
 // The clusters that lie in [begin, end) of the disk; those of which a part does count.
 Share shareOf(const Run& run, Bytes begin, Bytes end) {
-    begin = std::max(begin, run.offset);
-    end = std::min(end, run.offset + run.length);
-    if (begin >= end || run.clusterSize == 0 || !run.bitmap.isValid()) return {};
-    const Bytes first = (run.offsetInVolume + (begin - run.offset)) / run.clusterSize;
-    const Bytes last = (run.offsetInVolume + (end - run.offset) - 1) / run.clusterSize;
+    const ClusterLayout& clusters = run.clusters;
+    if (!clusters.whyUnknown.empty() || !run.bitmap.isValid()) return {};
+    begin = std::max(begin, clusters.firstCluster);
+    end = std::min(end, clusters.end);
+    if (begin >= end) return {};
+    const Bytes first = (begin - clusters.firstCluster) / clusters.clusterSize;
+    const Bytes last = (end - clusters.firstCluster - 1) / clusters.clusterSize;
     const Bytes stop = std::min(last + 1, run.bitmap->size());
     if (first >= stop) return {};
     return {countUsed(run.bitmap->bytes(), first, stop), stop - first};
@@ -176,6 +175,11 @@ void fill(MapRegion& region, const std::vector<Run>& runs, Bytes diskLength, std
         region.cells[i] = shareOf(*run, place(i), std::max(place(i) + 1, place(i + 1))).cell();
     }
     region.used = shareOf(*run, region.offset, region.offset + region.length).cell();
+    if (!region.used) {
+        region.whyUnknown = !run->clusters.whyUnknown.empty() ? run->clusters.whyUnknown
+                            : run->bitmap.isValid()           ? ""
+                                                    : "Windows does not report which clusters are in use";
+    }
 }
 
 const char* shadeOf(const MapRegion& region, const MapCell& cell) {
@@ -198,7 +202,8 @@ std::string headingOf(const MapRegion& region) {
         text += ", " + region.type;
     }
     text += ", " + shortSize(region.length);
-    return text + (region.used ? ", " + percent(*region.used) + " used" : ", use not known");
+    if (region.used) return text + ", " + percent(*region.used) + " used";
+    return text + ", use not known" + (region.whyUnknown.empty() ? "" : ": " + region.whyUnknown);
 }
 
 }  // namespace
@@ -248,6 +253,8 @@ ordered_json toJson(const DriveMap& map) {
         object["length"] = region.length;
         object["used"] = nullptr;
         if (region.used) object["used"] = *region.used;
+        object["whyUseUnknown"] = nullptr;
+        if (!region.whyUnknown.empty()) object["whyUseUnknown"] = region.whyUnknown;
         object["cells"] = ordered_json::array();
         for (const MapCell& cell : region.cells) {
             object["cells"].push_back(nullptr);

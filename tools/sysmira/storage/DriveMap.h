@@ -25,6 +25,8 @@ struct MapRegion {
     unsigned long long length = 0;  ///< bytes
     std::vector<MapCell> cells;
     MapCell used;  ///< of all of it
+    /// Why `used` is missing, when the volume is known; printable.
+    std::string whyUnknown;
 };
 
 struct DriveMap {

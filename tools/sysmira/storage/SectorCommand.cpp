@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "tools/sysmira/CommandFailure.h"
+#include "tools/sysmira/storage/ClusterLayout.h"
 #include "tools/sysmira/storage/DriveFacts.h"
 #include "tools/sysmira/storage/DrivesCommand.h"
 #include "tools/sysmira/storage/VolumeFacts.h"
@@ -35,7 +36,7 @@ Sector parseSector(const std::string& text) {
 struct Place {
     Sector sector = 0;
     const Volume* volume = nullptr;
-    unsigned long long cluster = 0;
+    std::optional<unsigned long long> cluster;
     zor::TriBool used;
     std::string reason;  // why `used` is unknown
 };
@@ -55,30 +56,49 @@ std::string whyInNoVolume(const KnownDrive& drive, Sector sector) {
            (silent.empty() ? "" : ", as far as they tell (" + silent + " cannot be read)");
 }
 
+// The library counts clusters from the beginning of the volume's piece; here they count from the first one.
+void findCluster(Place& place) {
+    const ClusterLayout layout = readClusterLayout(*place.volume);
+    if (!layout.whyUnknown.empty()) {
+        place.reason = layout.whyUnknown;
+        return;
+    }
+    const unsigned long long byte = place.sector * place.volume->info().bytesPerSector;
+    if (byte < layout.firstCluster) {
+        place.reason = "it lies before the volume's first cluster, among the tables of the file system";
+        return;
+    }
+    const unsigned long long cluster = (byte - layout.firstCluster) / layout.clusterSize;
+    place.cluster = cluster;
+    const auto bitmap = place.volume->getVolumeClusterBitmap(/*refresh=*/false);
+    if (!bitmap.isValid()) {
+        place.reason = "Windows does not report which clusters of the volume are in use";
+    } else if (cluster >= bitmap->size()) {
+        place.reason = "the volume counts " + grouped(bitmap->size()) + " clusters only";
+    } else {
+        place.used = bitmap->isUsed(cluster);
+    }
+}
+
 Place find(KnownDrive& drive, Sector sector) {
     Place place;
     place.sector = sector;
     unsigned volumeIndex = 0;
-    if (!drive.drive.convertSectorToVCN(sector, volumeIndex, place.cluster)) {
+    unsigned long long fromBeginning = 0;
+    if (!drive.drive.convertSectorToVCN(sector, volumeIndex, fromBeginning)) {
         place.reason = whyInNoVolume(drive, sector);
         return place;
     }
     place.volume = &drive.drive.volumes()[volumeIndex];
-    place.used = drive.drive.isSectorInUsedCluster(sector, nullptr);
-    if (!place.used.isUnknown()) return place;
-    const auto bitmap = place.volume->getVolumeClusterBitmap(/*refresh=*/false);
-    place.reason = bitmap.isValid() ? "the volume counts " + grouped(bitmap->size()) + " clusters only"
-                                    : "Windows does not tell which clusters of the volume are in use";
+    findCluster(place);
     return place;
 }
 
 std::string toText(const Place& place) {
     std::string text = "sector " + std::to_string(place.sector) + ": ";
     if (place.volume != nullptr) {
-        text += titleOf(*place.volume) + ", cluster " + std::to_string(place.cluster);
-        // Clusters are counted from where the run begins.
-        if (place.volume->getVolumeExtents().size() > 1) text += " of its run";
-        text += ", ";
+        text += titleOf(*place.volume) + ", ";
+        if (place.cluster) text += "cluster " + std::to_string(*place.cluster) + ", ";
     }
     if (place.used.isTrue()) return text + "in use\n";
     if (place.used.isFalse()) return text + "free\n";
@@ -92,7 +112,7 @@ ordered_json toJson(const Place& place) {
     object["cluster"] = nullptr;
     if (place.volume != nullptr) {
         object["volume"] = shortNameOf(*place.volume);
-        object["cluster"] = place.cluster;
+        if (place.cluster) object["cluster"] = *place.cluster;
     }
     object["used"] = nullptr;
     if (!place.used.isUnknown()) object["used"] = place.used.isTrue();

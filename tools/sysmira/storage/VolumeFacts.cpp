@@ -47,10 +47,10 @@ std::string extentText(const VolumeExtent& extent) {
            grouped(static_cast<unsigned long long>(extent.startingOffset));
 }
 
-std::string encryptionText(const VolumeFacts& facts) {
-    if (facts.encrypted.isTrue()) return "on";
-    if (facts.encrypted.isFalse()) return "off";
-    return facts.letter ? "not told by Windows" : "not known: Windows is asked by letter";
+std::string encryptionText(const EncryptionFacts& encryption) {
+    if (encryption.enabled.isTrue()) return "on";
+    if (encryption.enabled.isFalse()) return "off";
+    return "not known: " + encryption.whyUnknown;
 }
 
 }  // namespace
@@ -66,8 +66,7 @@ VolumeFacts readVolume(const Volume& volume) {
     StorageDeviceNumber device;
     if (volume.getSDN(device)) facts.device = device;
     for (const VolumeExtent& extent : volume.getVolumeExtents()) facts.extents.push_back(extent);
-    bool encrypted = false;
-    if (facts.letter && volume.isBitLockerEnabled(encrypted)) facts.encrypted = encrypted;
+    facts.encryption = readEncryption(volume);
     return facts;
 }
 
@@ -101,7 +100,7 @@ Fields toFields(const VolumeFacts& facts) {
     }
     fields.add("Type", driveTypeName(facts.driveType));
     fields.add("Flags", joined(flagNames(facts.flags)));
-    fields.add("Encryption", encryptionText(facts));
+    fields.add("Encryption", encryptionText(facts.encryption));
     fields.add("Device", deviceText(facts.device));
     if (facts.extents.empty()) fields.add("Lies on", "");
     for (std::size_t i = 0; i < facts.extents.size(); ++i)
@@ -126,7 +125,12 @@ ordered_json toJson(const VolumeFacts& facts) {
     object["type"] = driveTypeName(facts.driveType);
     object["flags"] = flagNames(facts.flags);
     object["encrypted"] = nullptr;
-    if (!facts.encrypted.isUnknown()) object["encrypted"] = facts.encrypted.isTrue();
+    object["whyEncryptionUnknown"] = nullptr;
+    if (facts.encryption.enabled.isUnknown()) {
+        object["whyEncryptionUnknown"] = facts.encryption.whyUnknown;
+    } else {
+        object["encrypted"] = facts.encryption.enabled.isTrue();
+    }
     object["device"] = nullptr;
     if (facts.device) {
         ordered_json& device = object["device"];

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "libSysmira/enumeration/Volume.h"
-#include "support/TriBool.h"
+#include "tools/sysmira/storage/EncryptionFacts.h"
 #include "tools/sysmira/text/Fields.h"
 
 namespace sysmira {
@@ -21,8 +21,7 @@ struct VolumeFacts {
     std::string locator;
     std::optional<libSysmira::StorageDeviceNumber> device;
     std::vector<libSysmira::VolumeExtent> extents;
-    /// Unknown where nobody answers, or the volume has no letter to ask by.
-    zor::TriBool encrypted;
+    EncryptionFacts encryption;
 };
 /// Asks Windows for all of it.
 VolumeFacts readVolume(const libSysmira::Volume& volume);
