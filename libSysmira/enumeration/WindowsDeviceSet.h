@@ -2,6 +2,8 @@
 // interface, by enumerator, by kinship in the tree, or by a mask of kinds. No two elements have the same
 // instance ID (the exact text).
 //
+// Devices and texts that operations take may be those of the set's own records.
+//
 // An enumeration that Windows refuses adds nothing; nothing throws (beyond std::bad_alloc) and nothing is
 // logged. A set is used by one thread at a time.
 #pragma once
