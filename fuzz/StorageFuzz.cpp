@@ -49,7 +49,7 @@ void checkBitmap(Answer answer) {
 
 void checkDescriptor(Answer answer) {
     const DWORD size = libSysmira::descriptorSize(answer);
-    FUZZ_CHECK(size == 0 || (size >= 40 && size == valueAt<std::uint32_t>(answer, 4)));
+    FUZZ_CHECK(size == 0 || (size >= 36 && size == valueAt<std::uint32_t>(answer, 4)));
     if (answer.size() >= 32) FUZZ_CHECK(libSysmira::busTypeOf(answer) == valueAt<std::uint32_t>(answer, 28));
     for (std::size_t offset = 0; offset < answer.size() + 2; ++offset) {
         zor::String text("before");

@@ -1,8 +1,10 @@
 #include "libSysmira/enumeration/ConfigManager.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <vector>
 
+#include "libSysmira/enumeration/CircleDetector.h"
 #include "support/AssertionFailure.h"
 #include "support/Buffer.h"
 #include "support/GrowingRead.h"
@@ -41,7 +43,7 @@ DEVINST locate(const zor::Char16* id) {
 }
 
 // One step along the tree. A function may say success and give nothing, or the node it was asked about: both
-// are the end, so that every walk ends.
+// are the end. Longer circles are the business of the walks.
 using Step = CONFIGRET(WINAPI*)(PDEVINST, DEVINST, ULONG);
 
 DEVINST stepFrom(DEVINST node, Step step) {
@@ -53,8 +55,20 @@ DEVINST nextSibling(DEVINST node) { return stepFrom(node, CM_Get_Sibling); }
 
 // `node` or the first present one of the siblings after it.
 DEVINST firstPresent(DEVINST node) {
-    while (node != 0 && isAbsent(node)) node = nextSibling(node);
+    CircleDetector circle(node);
+    while (node != 0 && isAbsent(node)) {
+        node = nextSibling(node);
+        if (circle.closesAt(node)) return 0;
+    }
     return node;
+}
+
+// Cuts a chain that was followed until its circle was noticed: each node stays once.
+void keepEachOnce(zor::Array<DEVINST>& nodes) {
+    std::unordered_set<DEVINST> seen;
+    unsigned kept = 0;
+    while (kept < nodes.size() && seen.insert(nodes[kept]).second) ++kept;
+    while (nodes.size() > kept) nodes.remove(nodes.size() - 1);
 }
 
 bool readDeviceId(DEVINST node, zor::Char16 (&id)[deviceIdUnits]) {
@@ -74,9 +88,14 @@ DEVINST ConfigManager::getSiblingNode(DEVINST node) { return firstPresent(nextSi
 void ConfigManager::getChildren(DEVINST node, zor::Array<DEVINST>& children) {
     DEVINST current = getChildNode(node);
     children = zor::Array<DEVINST>(/*initialCapacity=*/8);
+    CircleDetector circle(current);
     while (current != 0) {
         children.append(current);
         current = getSiblingNode(current);
+        if (circle.closesAt(current)) {
+            keepEachOnce(children);
+            return;
+        }
     }
 }
 
@@ -91,18 +110,22 @@ void ConfigManager::forEach(NodeVisitor* callback, void* context, bool skipHidde
 void ConfigManager::forEachImp(NodeVisitor* callback, DEVINST node, unsigned depth, void* context,
                                bool skipHidden) {
     std::vector<DEVINST> parents;
+    std::unordered_set<DEVINST> seen;
+    // A node that the walk has been at is the end of its chain.
+    const auto unseen = [&](DEVINST next) { return next != 0 && seen.insert(next).second ? next : 0; };
+    node = unseen(node);
     while (node != 0) {
         if (!isAbsent(node) && !(skipHidden && isHidden(node))) {
             callback(node, depth + static_cast<unsigned>(parents.size()), context);
         }
-        if (const DEVINST child = getChildNode(node); child != 0) {
+        if (const DEVINST child = unseen(getChildNode(node)); child != 0) {
             parents.push_back(node);
             node = child;
             continue;
         }
-        node = getSiblingNode(node);
+        node = unseen(getSiblingNode(node));
         while (node == 0 && !parents.empty()) {
-            node = getSiblingNode(parents.back());
+            node = unseen(getSiblingNode(parents.back()));
             parents.pop_back();
         }
     }

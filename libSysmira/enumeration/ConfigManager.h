@@ -3,7 +3,8 @@
 // All operations are static, keep nothing and may be called from any thread at any time; each sees the tree
 // as Windows reports it at that moment. Nothing throws (beyond std::bad_alloc) and nothing is logged: a
 // refusal by the configuration manager is 0, false, an empty text or an empty array. Absent nodes (problem
-// 24, "device not there") are passed over by the walks, subtree included.
+// 24, "device not there") are skipped by the walks, subtree included. A walk visits each node once and ends
+// even where the tree leads back to a node that it has been at.
 #pragma once
 
 #include "libSysmira/Export.h"
@@ -38,8 +39,8 @@ public:
     static DEVINST findByDeviceInstanceId(const zor::String& id);
     /// Walks the whole tree, parents before children, children before the parent's next sibling. With
     /// `skipHidden`, hidden nodes are not reported; their children are walked all the same. The walk is a
-    /// loop: its memory grows with the depth of the tree, the
-    /// thread's stack does not. A null callback is misuse: an assertion failure.
+    /// loop: its memory grows with the number of nodes, the thread's stack does not. A null callback is
+    /// misuse: an assertion failure.
     static void forEach(NodeVisitor* callback, void* context, bool skipHidden);
 
     // Identity and status.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "libSysmira/utils/FieldText.h"
 #include "support/ClassLogger.h"
@@ -35,6 +36,22 @@ HSPFILEQ openFileQueue() {
     return queue != nullptr ? queue : INVALID_HANDLE_VALUE;
 }
 
+// Puts install parameters back. Windows does not close a queue that they still name (ERROR_FILEQUEUE_LOCKED),
+// and the next package of this device would hand the closed queue to the class installer.
+class InstallParamsRestorer {
+public:
+    InstallParamsRestorer(HDEVINFO list, const SP_DEVINFO_DATA& device, const SP_DEVINSTALL_PARAMS_W& params)
+        : m_list(list), m_device(device), m_params(params) {}
+    ~InstallParamsRestorer() { SetupDiSetDeviceInstallParamsW(m_list, &m_device, &m_params); }
+    InstallParamsRestorer(const InstallParamsRestorer&) = delete;
+    InstallParamsRestorer& operator=(const InstallParamsRestorer&) = delete;
+
+private:
+    HDEVINFO m_list;
+    SP_DEVINFO_DATA m_device;
+    SP_DEVINSTALL_PARAMS_W m_params;
+};
+
 // Windows lends the path for the length of this call; no exception may pass through its code.
 UINT CALLBACK collectFile(PVOID context, UINT, UINT_PTR path, UINT_PTR) {
     try {
@@ -58,7 +75,8 @@ DriverPackage::DriverPackage(const DeviceInfoList& list, const SP_DEVINFO_DATA& 
     try {
         readDriver();
     } catch (const std::bad_alloc&) {
-        m_valid = false;
+        m_driverInfo = {};
+        m_driverInfo.cbSize = sizeof m_driverInfo;
     }
 }
 
@@ -81,18 +99,27 @@ void DriverPackage::readDriver() {
         });
         if (!SetupDiEnumDriverInfoW(list, &m_devInfoData, SPDIT_CLASSDRIVER, 0, &m_driverInfo)) return;
     }
-    m_driverDate = toDateTime(m_driverInfo.DriverDate);
     const unsigned long long version = m_driverInfo.DriverVersion;
-    m_driverVersion = zor::SprintfFormat("%u.%u.%u.%u", version >> 48, version >> 32 & 0xFFFF,
-                                         version >> 16 & 0xFFFF, version & 0xFFFF);
-    m_driverProvider = fieldText(m_driverInfo.ProviderName);
-    m_deviceManufacturerName = fieldText(m_driverInfo.MfgName);
-    m_driverDeviceDescription = fieldText(m_driverInfo.Description);
+    zor::String versionText = zor::SprintfFormat("%u.%u.%u.%u", version >> 48, version >> 32 & 0xFFFF,
+                                                 version >> 16 & 0xFFFF, version & 0xFFFF);
+    zor::String provider = fieldText(m_driverInfo.ProviderName);
+    zor::String manufacturer = fieldText(m_driverInfo.MfgName);
+    zor::String description = fieldText(m_driverInfo.Description);
+    Inf inf = readInf();
+    // Nothing fails from here on: a package has all of its texts or none.
+    m_driverVersion = std::move(versionText);
+    m_driverDate = toDateTime(m_driverInfo.DriverDate);
+    m_driverProvider = std::move(provider);
+    m_deviceManufacturerName = std::move(manufacturer);
+    m_driverDeviceDescription = std::move(description);
+    m_infFileName = std::move(inf.fileName);
+    m_infSectionName = std::move(inf.sectionName);
+    m_infDate = inf.date;
     m_valid = true;
-    readInf();
 }
 
-void DriverPackage::readInf() {
+// Empty when file or section is unknown.
+DriverPackage::Inf DriverPackage::readInf() {
     alignas(SP_DRVINFO_DETAIL_DATA_W) unsigned char bytes[detailBytes] = {};
     static_assert(sizeof(SP_DRVINFO_DETAIL_DATA_W) <= detailBytes);
     auto* const detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(bytes);
@@ -101,14 +128,11 @@ void DriverPackage::readInf() {
     if (!SetupDiGetDriverInfoDetailW(m_deviceInfoList.get(), &m_devInfoData, &m_driverInfo, detail,
                                      detailBytes, nullptr) &&
         GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
-        return;
+        return {};
     }
-    const zor::String file = fieldText(detail->InfFileName);
-    const zor::String section = fieldText(detail->SectionName);
-    if (file.empty() || section.empty()) return;
-    m_infFileName = file;
-    m_infSectionName = section;
-    m_infDate = toDateTime(detail->InfDate);
+    Inf inf{fieldText(detail->InfFileName), fieldText(detail->SectionName), toDateTime(detail->InfDate)};
+    if (inf.fileName.empty() || inf.sectionName.empty()) return {};
+    return inf;
 }
 
 const std::vector<zor::WindowsFile>& DriverPackage::getDriverFiles() {
@@ -129,9 +153,11 @@ std::vector<zor::WindowsFile> DriverPackage::_getDriverFiles() {
     SP_DEVINSTALL_PARAMS_W parameters = {};
     parameters.cbSize = sizeof parameters;
     if (!SetupDiGetDeviceInstallParamsW(list, &m_devInfoData, &parameters)) return {};
+    const SP_DEVINSTALL_PARAMS_W asRead = parameters;
     parameters.Flags |= DI_NOVCP;
     parameters.FileQueue = queue.get();
     if (!SetupDiSetDeviceInstallParamsW(list, &m_devInfoData, &parameters)) return {};
+    const InstallParamsRestorer restorer(list, m_devInfoData, asRead);
     if (!SetupDiCallClassInstaller(DIF_INSTALLDEVICEFILES, list, &m_devInfoData)) return {};
 
     std::vector<zor::WindowsFile> files;

@@ -1,7 +1,8 @@
 // The driver installed for one device: provider, version, dates, INF, and the files that it installs. Records
 // make it lazily (WindowsDevice::getDriverPackage) and share it.
 //
-// Nothing throws or is logged, but for one timing line of the file listing (logger
+// Construction throws nothing: out of memory, a package is invalid and empty. The file listing and the report
+// may throw std::bad_alloc. Nothing is logged except one timing line of the file listing (logger
 // "libSysmira.DriverPackage", priority 1). A package is used by one thread at a time, and neither copied nor
 // moved.
 #pragma once
@@ -52,7 +53,8 @@ public:
 
     /// The files that installing the driver would put in place, asked of the class installer
     /// (DIF_INSTALLDEVICEFILES into a file queue; nothing is copied). Kept once files were found; an empty
-    /// result is looked for again at the next call.
+    /// result is looked for again at the next call. The device's install parameters are afterwards what they
+    /// were before.
     const std::vector<zor::WindowsFile>& getDriverFiles();
 
     /// Driver and INF, and the files if they have been listed. Headings are preceded by `indent` × `step`
@@ -60,8 +62,14 @@ public:
     zor::String toString(unsigned indent, unsigned step) const;
 
 private:
+    struct Inf {
+        zor::String fileName;
+        zor::String sectionName;
+        zor::DateTime date;
+    };
+
     void readDriver();
-    void readInf();
+    Inf readInf();
     std::vector<zor::WindowsFile> _getDriverFiles();
 
     bool m_valid = false;

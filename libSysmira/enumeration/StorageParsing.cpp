@@ -17,6 +17,8 @@ constexpr std::size_t bitmapHeader = offsetof(VOLUME_BITMAP_BUFFER, Buffer);
 /// No file system counts more clusters.
 constexpr unsigned long long largestBitCount = 1ull << 35;
 constexpr unsigned long long largestExtentsAnswer = 64ull << 20;
+/// The fixed fields. The structure itself has 40 bytes: it counts the first raw byte, and padding.
+constexpr DWORD fixedDescriptorBytes = offsetof(STORAGE_DEVICE_DESCRIPTOR, RawDeviceProperties);
 /// A descriptor is a few hundred bytes; what claims to be more than this is damage.
 constexpr DWORD largestDescriptor = 64 * 1024;
 
@@ -146,7 +148,7 @@ DWORD bitmapAnswerSize(Answer partial) {
 DWORD descriptorSize(Answer header) {
     DWORD size = 0;
     if (!read(header, offsetof(STORAGE_DEVICE_DESCRIPTOR, Size), size)) return 0;
-    return size < sizeof(STORAGE_DEVICE_DESCRIPTOR) || size > largestDescriptor ? 0 : size;
+    return size < fixedDescriptorBytes || size > largestDescriptor ? 0 : size;
 }
 
 DWORD busTypeOf(Answer descriptor) {
@@ -155,7 +157,7 @@ DWORD busTypeOf(Answer descriptor) {
     return busType;
 }
 
-bool isDescriptor(Answer descriptor) { return descriptor.size() >= sizeof(STORAGE_DEVICE_DESCRIPTOR); }
+bool isDescriptor(Answer descriptor) { return descriptor.size() >= fixedDescriptorBytes; }
 
 bool readDescriptorText(Answer descriptor, DWORD offset, zor::String& text) {
     text.clear();

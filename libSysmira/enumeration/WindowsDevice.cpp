@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "libSysmira/enumeration/CircleDetector.h"
 #include "libSysmira/enumeration/ConfigManager.h"
 #include "libSysmira/enumeration/DeviceLocation.h"
 #include "libSysmira/enumeration/DriverPackage.h"
@@ -330,11 +331,13 @@ bool WindowsDevice::hasDriverProblem(unsigned int* problem) const {
 
 bool WindowsDevice::isDecendentOf(const WindowsDevice& other, unsigned int* depth) const {
     const DEVINST target = other.findNode();
-    DEVINST node = findNode();
+    const DEVINST start = findNode();
+    DEVINST node = start;
+    CircleDetector circle(start);
     unsigned int steps = 0;
     do {
         node = ConfigManager::getParentNode(node);
-        if (node == 0) return false;
+        if (node == 0 || node == start || circle.closesAt(node)) return false;
         ++steps;
     } while (node != target);
     if (depth != nullptr) *depth = steps;

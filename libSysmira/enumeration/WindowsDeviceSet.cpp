@@ -234,18 +234,17 @@ void WindowsDeviceSet::appendDevices(unsigned typeFilter, unsigned kinds) {
 void WindowsDeviceSet::appendDevicesByEnumerator(const zor::String& enumerator, const GUID* classGuid,
                                                  const GUID* interfaceGuid) {
     Devices found;
-    const bool all = classGuid == nullptr && interfaceGuid == nullptr;
-    if (all) {
+    if (classGuid == nullptr && interfaceGuid == nullptr) {
         enumerateByEnumerator(enumerator, found);
     } else {
         enumerateDevices(classGuid, interfaceGuid, WinInt_None, /*classDevicesOnly=*/false, found);
+        std::erase_if(found, [&](const WindowsDevice& device) {
+            return device.getEnumerator().compareNoCase(enumerator) != 0;
+        });
     }
+    // From here on the set grows, and `enumerator` may be a text of one of its records.
     Appender appender(m_devices, found.size());
-    for (WindowsDevice& device : found) {
-        if (all || device.getEnumerator().compareNoCase(enumerator) == 0) {
-            appender.append(std::move(device), /*includeHidden=*/false);
-        }
-    }
+    for (WindowsDevice& device : found) appender.append(std::move(device), /*includeHidden=*/false);
 }
 
 void WindowsDeviceSet::appendParentOf(const WindowsDevice& device) {

@@ -3,6 +3,8 @@
 // instance ID (the exact text). A record whose instance ID could not be read matches no other: each such
 // record is an element of its own.
 //
+// Devices and texts that operations take may be those of the set's own records.
+//
 // An enumeration that Windows refuses adds nothing; nothing throws (beyond std::bad_alloc) and nothing is
 // logged. A set is used by one thread at a time.
 #pragma once

@@ -22,6 +22,17 @@ HandleTable<DeviceInfoList>& deviceInfoLists() {
     return theLists;
 }
 
+bool isNamedByInstallParams(HSPFILEQ queue) {
+    const auto names = [&](const InstallState& install) {
+        return (install.params.Flags & DI_NOVCP) != 0 && install.params.FileQueue == queue;
+    };
+    return deviceInfoLists().anyOf([&](const DeviceInfoList& list) {
+        return names(list.install) ||
+               std::any_of(list.elements.begin(), list.elements.end(),
+                           [&](const auto& one) { return one.install != nullptr && names(*one.install); });
+    });
+}
+
 DeviceInfoList::Element& DeviceInfoList::add(const DeviceNode& node) {
     m_byNode.emplace(node.handle, elements.size());
     elements.push_back({node.handle, interfaces.size(), 0, nullptr});

@@ -70,6 +70,9 @@ private:
 
 HandleTable<DeviceInfoList>& deviceInfoLists();
 
+/// Whether install parameters of a device or of a list name this file queue as the caller's own.
+bool isNamedByInstallParams(HSPFILEQ queue);
+
 /// The list, and the element of it that a call is about.
 struct ListArguments {
     DeviceInfoList* list = nullptr;

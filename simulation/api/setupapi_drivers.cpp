@@ -116,9 +116,8 @@ SIMULATED(BOOL, WINAPI, SetupDiSetDeviceInstallParamsW,
     if (arguments.error != ERROR_SUCCESS) return call.fails<BOOL>(arguments.error);
     if (params == nullptr) return call.fails<BOOL>(ERROR_INVALID_PARAMETER);
     if (params->cbSize != sizeof *params) return call.fails<BOOL>(ERROR_INVALID_USER_BUFFER);
-    // DI_NOVCP says that a queue is given.
-    if ((params->Flags & DI_NOVCP) != 0 &&
-        (params->FileQueue == nullptr || params->FileQueue == INVALID_HANDLE_VALUE)) {
+    // DI_NOVCP says that a queue is given, which must be open.
+    if ((params->Flags & DI_NOVCP) != 0 && fileQueues().find(params->FileQueue, call.name()) == nullptr) {
         return call.fails<BOOL>(ERROR_INVALID_PARAMETER);
     }
     SP_DEVINSTALL_PARAMS_W& kept = arguments.install().params;

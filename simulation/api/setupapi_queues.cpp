@@ -1,6 +1,7 @@
 // File queues. In this PC only a class installer fills them, and none is ever committed.
 #include <algorithm>
 
+#include "simulation/api/DeviceInfoLists.h"
 #include "simulation/api/FileQueues.h"
 #include "simulation/control/Call.h"
 
@@ -46,6 +47,9 @@ SIMULATED(BOOL, WINAPI, SetupCloseFileQueue, (HSPFILEQ handle)) {
                                    {ERROR_INVALID_HANDLE, static_cast<long long>(ERROR_FILEQUEUE_LOCKED)},
                                    0};
     Call call(function, handle);
+    // A queue that install parameters still name is locked (Microsoft's text of this error).
+    if (isNamedByInstallParams(handle))
+        return call.fails<BOOL>(static_cast<long long>(ERROR_FILEQUEUE_LOCKED));
     // Closing is not tried twice: a queue whose closing is made to fail is gone all the same.
     const bool closed = fileQueues().close(handle, call.name());
     if (const auto fault = call.fault<BOOL>()) return *fault;

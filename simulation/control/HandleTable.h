@@ -1,6 +1,7 @@
 // The open handles of one kind and what stands behind each, in step with the ledger.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <unordered_map>
 
@@ -43,6 +44,11 @@ public:
     }
 
     bool holds(const void* handle) const { return m_values.count(handle) != 0; }
+    template <class Test>
+    bool anyOf(Test&& test) const {
+        return std::any_of(m_values.begin(), m_values.end(),
+                           [&](const auto& one) { return test(*one.second); });
+    }
     void clear() { m_values.clear(); }
 
 private:

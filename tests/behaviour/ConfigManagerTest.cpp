@@ -155,6 +155,25 @@ TEST_F(DeviceTreeWalk, EndsWhereANodeIsItsOwnNeighbour) {
     EXPECT_EQ(ConfigManager::getChildNode(root), 0u);
 }
 
+// A tree that changes under the walk, or a driver at fault, can lead back to where the walk was.
+TEST_F(DeviceTreeWalk, EndsWhereTheTreeLeadsBack) {
+    const Strings once = {"0 HTREE\\ROOT\\0", "1 A\\1",      "2 A\\1\\CHILD",
+                          "1 B\\1",           "1 HIDDEN\\1", "2 HIDDEN\\1\\CHILD"};
+    machine.node(hidden)->nextSibling = a;  // three present siblings, and absent ones among them
+    EXPECT_EQ(childrenOf(root), (Nodes{a, b, hidden}));
+    EXPECT_EQ(walk(false), once);
+    machine.node(hidden)->nextSibling = b;  // the circle begins behind the first
+    EXPECT_EQ(childrenOf(root), (Nodes{a, b, hidden}));
+    EXPECT_EQ(walk(false), once);
+    machine.node(hidden)->nextSibling = 0;
+    machine.node(machine.node(a)->firstChild)->firstChild = root;
+    EXPECT_EQ(walk(false), once) << "a node below is the root again";
+    machine.node(gone)->nextSibling = machine.node(goneChild)->parent;
+    machine.node(machine.node(goneChild)->parent)->nextSibling = gone;
+    EXPECT_EQ(childrenOf(root), Nodes{a}) << "two absent siblings lead to each other";
+    EXPECT_EQ(ConfigManager::getSiblingNode(a), 0u);
+}
+
 class DeviceNodeIdentity : public SimulatedPc {};
 
 TEST_F(DeviceNodeIdentity, FindsNodesByIdAndTellsTheIdOfNodeAndParent) {

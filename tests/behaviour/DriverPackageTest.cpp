@@ -75,10 +75,11 @@ TEST_F(InstalledDriver, AddsItsFlagsToThoseThatAreSet) {
     const Package found = package();
     filesOf(found);
     const Strings set = argumentsOf("SetupDiSetDeviceInstallParamsW");
-    ASSERT_EQ(set.size(), 2u);
+    ASSERT_EQ(set.size(), 3u);
     // Flags, then FlagsEx; the last bit of the second tells of the driver list, which stands by then.
     EXPECT_TRUE(set[0].ends_with(", 0x800000, 0x4008800")) << set[0];
     EXPECT_TRUE(set[1].ends_with(", 0x800008, 0x4008810")) << set[1];
+    EXPECT_TRUE(set[2].ends_with(", 0x800000, 0x4008810")) << set[2] << " is as it was before the listing";
 }
 
 TEST_F(InstalledDriver, IsJudgedByTheStepThatFailed) {
@@ -193,13 +194,10 @@ TEST_F(InstalledDriver, IsGivenUpAfterTheList) {
     EXPECT_EQ(argumentsOf("SetupDiDestroyDriverInfoList"), Strings{"invalid, " + node + ", 1"});
 }
 
-const Strings theListing = {"SetupDiSetSelectedDriverW",
-                            "SetupOpenFileQueue",
-                            "SetupDiGetDeviceInstallParamsW",
-                            "SetupDiSetDeviceInstallParamsW",
-                            "SetupDiCallClassInstaller",
-                            "SetupScanFileQueueW",
-                            "SetupCloseFileQueue"};
+const Strings theListing = {"SetupDiSetSelectedDriverW",      "SetupOpenFileQueue",
+                            "SetupDiGetDeviceInstallParamsW", "SetupDiSetDeviceInstallParamsW",
+                            "SetupDiCallClassInstaller",      "SetupScanFileQueueW",
+                            "SetupDiSetDeviceInstallParamsW", "SetupCloseFileQueue"};
 const Strings theFiles = {"C:\\Windows\\system32\\drivers\\disk.sys",
                           "C:\\Windows\\system32\\drivers\\part.sys"};
 
@@ -227,7 +225,7 @@ TEST_F(InstalledDriver, ListsTheFilesOfAQueueThatIsNeverCommitted) {
 }
 
 TEST_F(InstalledDriver, StopsListingAtTheFirstFailureAndNeverCopies) {
-    for (size_t step = 0; step + 1 < theListing.size(); ++step) {
+    for (size_t step = 0; step + 2 < theListing.size(); ++step) {
         SCOPED_TRACE(theListing[step]);
         record = WindowsDevice(record.getDeviceInstanceId());
         const Package found = package();
@@ -236,6 +234,7 @@ TEST_F(InstalledDriver, StopsListingAtTheFirstFailureAndNeverCopies) {
         failCall(theListing[step], ERROR_NOT_ENOUGH_MEMORY);
         EXPECT_EQ(filesOf(found), Strings());
         Strings expected(theListing.begin(), theListing.begin() + static_cast<std::ptrdiff_t>(step) + 1);
+        if (step > 3) expected.push_back("SetupDiSetDeviceInstallParamsW");
         if (step > 1) expected.push_back("SetupCloseFileQueue");
         EXPECT_EQ(callNames(), expected);
         EXPECT_EQ(simulation::ledger().count(simulation::Resource::FileQueue), 0u);
@@ -251,6 +250,18 @@ TEST_F(InstalledDriver, StopsListingAtTheFirstFailureAndNeverCopies) {
     clearFaults();
     failCall("SetupCloseFileQueue", ERROR_INVALID_HANDLE);
     EXPECT_EQ(filesOf(found), theFiles);
+}
+
+// Two packages of one element of a list: a record's copies that were made before either had its package.
+TEST_F(InstalledDriver, LeavesNoQueueBehindForTheNextPackage) {
+    const Package first = package(), second = package();
+    EXPECT_EQ(filesOf(first), theFiles);
+    EXPECT_EQ(simulation::ledger().count(simulation::Resource::FileQueue), 0u);
+    clearFaults();
+    failCall("SetupScanFileQueueW", ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(filesOf(second), Strings());
+    EXPECT_EQ(simulation::ledger().count(simulation::Resource::FileQueue), 0u);
+    EXPECT_EQ(filesOf(package()), theFiles) << "its install parameters name no queue that is closed";
 }
 
 TEST_F(InstalledDriver, LogsHowLongTheListingTook) {

@@ -372,6 +372,32 @@ TEST_F(DeviceKinds, AreFoundByEnumeratorWhenNoKindIsNamed) {
     EXPECT_EQ(contents(set), (Strings{"USB\\DISK = USB\\DISK!", "IDE\\DISK", "ACPI\\COM = ACPI\\COM!"}));
 }
 
+// The set moves its records when it grows, and with them the texts that a caller may have taken from them.
+TEST_F(DeviceSet, TakesArgumentsFromItsOwnRecords) {
+    add(u"USBSTOR\\1", diskClass);
+    add(u"USBSTOR\\2", diskClass, diskInterface);
+    const DEVINST hub = add(u"USB\\HUB", nullptr).handle;
+    SimulatedPc::add(u"USBSTOR\\3", hub, *diskClass);
+    const Strings disks = {"USBSTOR\\1", "USBSTOR\\2", "USBSTOR\\3"};
+    const auto startWith = [&](const char* id) {
+        WindowsDeviceSet fresh;
+        fresh.appendDeviceByDeviceInstanceId(id);
+        set = std::move(fresh);
+    };
+    startWith("USBSTOR\\1");
+    set.appendDevicesByEnumerator(set[0].getEnumerator(), diskClass, nullptr);
+    EXPECT_EQ(contents(set), disks);
+    startWith("USBSTOR\\1");
+    set.appendDevicesByEnumerator(set[0].getEnumerator(), nullptr, nullptr);
+    EXPECT_EQ(contents(set), disks);
+    startWith("USBSTOR\\3");
+    set.appendParentOf(set[0]);
+    set.appendChildrenOf(set[1]);
+    set.appendDeviceByDeviceInstanceId(set[1].getDeviceInstanceId());
+    set.appendDevice(set[0], /*includeHidden=*/false);
+    EXPECT_EQ(contents(set), (Strings{"USBSTOR\\3", "USB\\HUB"}));
+}
+
 TEST_F(DeviceSet, GathersParentAndPresentChildren) {
     const DEVINST bus = add(u"PCI\\BUS", nullptr).handle;
     SimulatedPc::add(u"USB\\1", bus).text(SPDRP_DEVICEDESC, u"first");

@@ -459,6 +459,12 @@ TEST_F(DeviceRecord, KnowsItsPlaceInTheTree) {
 
     stickNode.parent = stickNode.handle;
     EXPECT_FALSE(stick.isDecendentOf(top, nullptr)) << "its own parent: the way ends";
+    stickNode.parent = hubNode.handle;
+    machine.node(busNode)->parent = stickNode.handle;
+    EXPECT_FALSE(stick.isDecendentOf(top, nullptr)) << "the way up is a circle of three";
+    EXPECT_FALSE(stick.isDecendentOf(stick, nullptr));
+    EXPECT_TRUE(stick.isDecendentOf(bus, &depth));
+    EXPECT_EQ(depth, 2u);
 }
 
 TEST_F(DeviceRecord, CollectsRelationsInOrderAndEachOnce) {

@@ -173,7 +173,7 @@ TEST_F(Drive, LeavesTextsEmptyThatDoNotEndInTheDescriptor) {
 
 TEST_F(Drive, TakesOnlyDescriptorsOfSensibleSize) {
     std::vector<unsigned char> bytes = descriptor("");
-    for (const DWORD size : {0u, 39u, 1u << 20, 0xFFFFFFFFu}) {
+    for (const DWORD size : {0u, 35u, 1u << 20, 0xFFFFFFFFu}) {
         put(bytes, sizeAt, size);
         model->descriptor = bytes;
         EXPECT_FALSE(drive().storageDescriptorInitialized()) << size;
@@ -204,6 +204,25 @@ TEST_F(Drive, TakesOnlyDescriptorsOfSensibleSize) {
     EXPECT_FALSE(drive().storageDescriptorInitialized());
     EXPECT_EQ(lines(), Strings{"libSysmira.CommonStorage 3 getStorageDeviceDescriptor() error: 1117 - " +
                                message(ERROR_IO_DEVICE)});
+}
+
+// The structure's 40 bytes are padding and the first raw byte from 37 on: what has no raw data may end there.
+TEST_F(Drive, TakesDescriptorsThatEndAtTheirFixedFields) {
+    for (const DWORD size : {36u, 39u}) {
+        SCOPED_TRACE(size);
+        std::vector<unsigned char> bytes = descriptor("");
+        bytes.resize(size);
+        put(bytes, sizeAt, size);
+        put(bytes, vendorAt, 0);
+        put(bytes, productAt, 0);
+        put(bytes, serialAt, 0);
+        model->descriptor = bytes;
+        const WindowsDrive disk = drive();
+        ASSERT_TRUE(disk.storageDescriptorInitialized());
+        EXPECT_EQ(disk.busType(), static_cast<unsigned>(bytes[offsetof(STORAGE_DEVICE_DESCRIPTOR, BusType)]));
+        EXPECT_EQ(disk.vendorId(), "");
+        EXPECT_TRUE(lines().empty());
+    }
 }
 
 TEST_F(Drive, LearnsItsMediaFromFloppyFormatsOrGeometryWithoutDescriptor) {

@@ -37,6 +37,8 @@ struct Operation {
     MayThrow mayThrow = throwsNothing;
     /// What it leaves open on purpose when memory lacks, as the ledger describes it.
     const char* leavesWithoutMemory = "";
+    /// Whether the failed calls in the journal kept it from closing what is left.
+    bool (*mayLeave)(const std::string& left) = nullptr;
 };
 
 /// All operations of the library and its support library.
