@@ -180,6 +180,26 @@ TEST_F(Threads, OneAnalysisMayBePolledByMany) {
     EXPECT_GT(complete, 2u);
 }
 
+TEST_F(Threads, APollOfOneThreadEndsBeforeTheNextBegins) {
+    using libSysmira::DiskDefragmenter;
+    addDefragVolumes(machine);
+    DiskDefragmenter defragmenter('C');
+    libSysmira::DefragStatus first;
+    ASSERT_EQ(defragmenter.getDefragStatusNonBlocking(first, 0), DiskDefragmenter::OperationInProgress);
+    simulation::control().clearJournal();
+    std::atomic<unsigned> waiting{4};
+    onThreads(4, [&] {
+        libSysmira::DefragStatus status;
+        for (--waiting; waiting != 0;) std::this_thread::yield();
+        for (int poll = 0; poll < 100; ++poll) defragmenter.getDefragStatusNonBlocking(status, 0);
+    });
+    const Strings names = callNames();
+    const Strings onePoll{"CoInitializeEx", "CoInitializeSecurity", "IWbemCallResult::GetResultObject",
+                          "CoUninitialize"};
+    ASSERT_EQ(names.size(), 400 * onePoll.size());
+    for (std::size_t i = 0; i < names.size(); ++i) ASSERT_EQ(names[i], onePoll[i % onePoll.size()]) << i;
+}
+
 TEST_F(Threads, HelpMayBeWantedByManyAtOnce) {
     simulation::addHelpEngine(machine, u"C:\\Windows\\system32\\hhctrl.ocx");
     machine.files[u"C:\\help.chm"];
