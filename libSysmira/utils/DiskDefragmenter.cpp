@@ -18,8 +18,17 @@ void writeLine(int priority, int number, const char* text) {
     theLog.write(priority, number, [&](zor::LoggerStream& line) { line << text; });
 }
 
-bool readAnalysis(const WmiObject& analysis, DefragStatus& status) {
-    return analysis.getProperty("DefragRecommended", status.defragRecommended) &&
+constexpr WCHAR Recommended[] = L"DefragRecommended";
+
+// Microsoft documents it as an out-parameter of the method and not as a property of Win32_DefragAnalysis.
+bool readRecommendation(const WmiObject& analysis, const WmiObject& outParams, bool& recommended) {
+    if (analysis.getProperty(Recommended, recommended)) return true;
+    const HRESULT found = analysis.getObject()->Get(Recommended, 0, nullptr, nullptr, nullptr);
+    return found == static_cast<HRESULT>(WBEM_E_NOT_FOUND) && outParams.getProperty(Recommended, recommended);
+}
+
+bool readAnalysis(const WmiObject& analysis, const WmiObject& outParams, DefragStatus& status) {
+    return readRecommendation(analysis, outParams, status.defragRecommended) &&
            analysis.getProperty("TotalPercentFragmentation", status.totalPercentFragmentation) &&
            analysis.getProperty("FilePercentFragmentation", status.filePercentFragmentation) &&
            analysis.getProperty("FreeSpacePercentFragmentation", status.freeSpacePercentFragmentation);
@@ -103,22 +112,28 @@ DiskDefragmenter::OperationStatus DiskDefragmenter::getDefragStatusNonBlocking(D
     const std::lock_guard<zor::mutex> lock(m_mutex);
     try {
         return poll(status, timeoutMs);
-    } catch (const zor::Exception&) {
-        // WMI has no memory, or this thread is in another apartment.
     } catch (const zor::RaisedException&) {
-        // WMI said that it succeeded, and gave nothing.
-    } catch (...) {
+        // WMI reported success and returned nothing.
         forgetAnalysis();
+        return OperationFailed;
+    } catch (...) {
+        // This thread is in another apartment, or memory lacks: an analysis that runs is for the next poll.
+        if (m_pCallResult == nullptr) m_state = Idle;
         throw;
     }
-    forgetAnalysis();
-    return OperationFailed;
+}
+
+bool DiskDefragmenter::getMethodReturnValue(unsigned int& value) const {
+    const std::lock_guard<zor::mutex> lock(m_mutex);
+    if (m_hasReturnValue) value = m_returnValue;
+    return m_hasReturnValue;
 }
 
 DiskDefragmenter::OperationStatus DiskDefragmenter::poll(DefragStatus& status, unsigned int timeoutMs) {
     WmiObject outParams;  // first: it enters COM on this thread
     if (m_state == Idle) {
         m_state = Started;
+        m_hasReturnValue = false;
         startDefragAnalysis();  // what there is to poll tells whether it did
     }
     if (m_state != Started) {
@@ -142,6 +157,7 @@ DiskDefragmenter::OperationStatus DiskDefragmenter::poll(DefragStatus& status, u
             m_pCallResult.reset();
             return OperationFailed;
     }
+    m_hasReturnValue = outParams.getProperty("ReturnValue", m_returnValue);
     WmiObject analysis;
     if (!outParams.getProperty("DefragAnalysis", analysis)) {
         theLog.write(zor::Warning, 83, [&](zor::LoggerStream& line) {
@@ -151,7 +167,7 @@ DiskDefragmenter::OperationStatus DiskDefragmenter::poll(DefragStatus& status, u
         });
         return OperationFailed;
     }
-    if (!readAnalysis(analysis, status)) {
+    if (!readAnalysis(analysis, outParams, status)) {
         writeLine(zor::Warning, 94, "Problems reading defragmentation analysis object properties");
         return OperationFailed;
     }

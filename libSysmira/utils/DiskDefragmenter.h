@@ -62,7 +62,14 @@ public:
     /// One step: starts the analysis when none runs, and waits at most `timeoutMs` milliseconds for its end.
     /// After OperationComplete and OperationFailed the next step starts a new one. `status` is written by
     /// OperationComplete alone, except that results which cannot be read to the end leave those read before.
+    /// Throws zor::Exception when the thread is in a single-threaded apartment, and ComError when COM is out
+    /// of memory; a running analysis is then left for the next step.
     OperationStatus getDefragStatusNonBlocking(DefragStatus& status, unsigned int timeoutMs);
+
+    /// What the method itself returned when the last analysis ended: 0 for success, 1 access denied, 3 dirty
+    /// volume, 8 engine is busy, and so on (Microsoft, DefragAnalysis). False, and `value` unchanged, when it
+    /// has not come that far.
+    bool getMethodReturnValue(unsigned int& value) const;
 
 private:
     bool getWmiVolumeObject();
@@ -75,8 +82,10 @@ private:
     enum State { Idle = 0, Started = 1 };
 
     char m_driveLetter;
-    zor::mutex m_mutex;
+    mutable zor::mutex m_mutex;
     int m_state = Idle;
+    bool m_hasReturnValue = false;
+    unsigned int m_returnValue = 0;
     std::unique_ptr<WmiObject> m_pVolume;
     std::unique_ptr<WmiCallResult> m_pCallResult;
 };

@@ -7,6 +7,17 @@
 #include "support/System.h"
 #include "support/WindowsApi.h"
 
+// The help pane's interface, which the headers lack: three methods behind IUnknown's, and no IDispatch
+// (Windows SDK, hxhelppaneproxy.h).
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+struct IHxHelpPane : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE DisplayTask(BSTR task) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DisplayContents(BSTR page) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DisplaySearchResults(BSTR query) = 0;
+};
+#pragma GCC diagnostic pop
+
 namespace libSysmira {
 
 namespace {
@@ -17,7 +28,6 @@ constexpr CLSID HelpPaneServer = {
     0x8CEC58E7, 0x07A1, 0x11D9, {0xB1, 0x5E, 0x00, 0x0D, 0x56, 0xBF, 0xE6, 0xEE}};
 constexpr IID HelpPaneInterface = {
     0x8CEC5884, 0x07A1, 0x11D9, {0xB1, 0x5E, 0x00, 0x0D, 0x56, 0xBF, 0xE6, 0xEE}};
-constexpr IID Reserved = {};  // of IDispatch, which takes none
 constexpr DWORD AnyServer =
     CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
 
@@ -32,38 +42,17 @@ struct Bstr {
     BSTR text;
 };
 
-// What a call through IDispatch answered: its code, and what the pane says about it.
-struct Outcome {
-    HRESULT result = S_OK;
-    zor::String description;
-};
-
-// Calls a method of the pane by its name, with a text or without.
-Outcome callByName(IDispatch& pane, const WCHAR* method, BSTR argument) {
-    Outcome outcome;
-    auto* name = const_cast<LPOLESTR>(method);
-    DISPID id = 0;
-    outcome.result = pane.GetIDsOfNames(Reserved, &name, 1, LOCALE_USER_DEFAULT, &id);
-    if (FAILED(outcome.result)) return outcome;
-    VARIANTARG text = {};
-    text.vt = VT_BSTR;
-    text.bstrVal = argument;
-    DISPPARAMS arguments = {};
-    if (argument != nullptr) {
-        arguments.rgvarg = &text;
-        arguments.cArgs = 1;
-    }
-    EXCEPINFO raised = {};
-    outcome.result = pane.Invoke(id, Reserved, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &arguments,
-                                 /*pVarResult=*/nullptr, &raised, /*puArgErr=*/nullptr);
-    if (outcome.result == DISP_E_EXCEPTION && raised.pfnDeferredFillIn != nullptr)
-        raised.pfnDeferredFillIn(&raised);
-    const Bstr source(raised.bstrSource), description(raised.bstrDescription), file(raised.bstrHelpFile);
-    if (outcome.result != DISP_E_EXCEPTION) return outcome;
-    if (FAILED(raised.scode)) outcome.result = raised.scode;
-    if (description.text != nullptr)
-        outcome.description = zor::String(description.text, SysStringLen(description.text));
-    return outcome;
+// What the pane says about a failure. The thread is this call's own, so that the error object on it can be no
+// other's.
+zor::String takeDescription() {
+    IErrorInfo* found = nullptr;
+    if (GetErrorInfo(/*dwReserved=*/0, &found) != S_OK || found == nullptr) return {};
+    const ComPointer<IErrorInfo> error(found);
+    BSTR text = nullptr;
+    const HRESULT result = error.get()->GetDescription(&text);
+    const Bstr description(text);
+    if (FAILED(result) || text == nullptr) return {};
+    return {text, SysStringLen(text)};
 }
 
 // The lines of a method that has failed; their numbers differ.
@@ -82,15 +71,15 @@ constexpr Lines ContentsLines = {67, "LaunchVistaHelp::display contents failed: 
                                  63, "LaunchVistaHelp::DisplayContents description: ",
                                  64, "LaunchVistaHelp::DisplayContents error message: "};
 
-bool tell(const Outcome& outcome, const Lines& lines) {
-    if (SUCCEEDED(outcome.result)) return true;
-    const auto code = static_cast<int>(outcome.result);
+bool tell(HRESULT result, const Lines& lines) {
+    if (SUCCEEDED(result)) return true;
+    const zor::String description = takeDescription();
     theLog.write(zor::Error, lines.failed,
-                 [&](zor::LoggerStream& line) { line << lines.failedText << code; });
+                 [&](zor::LoggerStream& line) { line << lines.failedText << static_cast<int>(result); });
     theLog.write(zor::Error, lines.description,
-                 [&](zor::LoggerStream& line) { line << lines.descriptionText << outcome.description; });
+                 [&](zor::LoggerStream& line) { line << lines.descriptionText << description; });
     theLog.write(zor::Error, lines.message, [&](zor::LoggerStream& line) {
-        line << lines.messageText << zor::System::getSystemErrorMsg(static_cast<zor::Uint32>(outcome.result));
+        line << lines.messageText << zor::System::getSystemErrorMsg(static_cast<zor::Uint32>(result));
     });
     return false;
 }
@@ -103,18 +92,18 @@ void writeComFailure(int number, const char* text, HRESULT result) {
 }
 
 bool openPane(const zor::String& topic) {
-    IDispatch* found = nullptr;
+    IHxHelpPane* found = nullptr;
     const HRESULT created = CoCreateInstance(HelpPaneServer, nullptr, AnyServer, HelpPaneInterface,
                                              reinterpret_cast<void**>(&found));
     if (FAILED(created) || found == nullptr) {
         writeComFailure(88, "Display Help failed: ", created);
         return false;
     }
-    const ComPointer<IDispatch> pane(found);
-    if (topic.empty()) return tell(callByName(*pane.get(), L"DisplayContents", nullptr), ContentsLines);
+    const ComPointer<IHxHelpPane> pane(found);
+    if (topic.empty()) return tell(pane.get()->DisplayContents(nullptr), ContentsLines);
     const Bstr text(topic);
-    if (text.text == nullptr) return tell({E_OUTOFMEMORY, {}}, SearchLines);
-    return tell(callByName(*pane.get(), L"DisplaySearchResults", text.text), SearchLines);
+    if (text.text == nullptr) return tell(E_OUTOFMEMORY, SearchLines);
+    return tell(pane.get()->DisplaySearchResults(text.text), SearchLines);
 }
 
 bool runTask(const zor::String& topic) {

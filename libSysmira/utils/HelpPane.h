@@ -1,4 +1,4 @@
-// The help pane of Windows.
+// The help pane of Windows (IHxHelpPane, from Windows Vista on).
 #pragma once
 
 #include "libSysmira/Export.h"

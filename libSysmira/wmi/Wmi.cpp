@@ -358,6 +358,14 @@ void fill(VARIANT& variant, double value) {
     variant.dblVal = value;
 }
 
+// Windows refuses 16- and 32-bit numbers without sign; VT_I4 with the same bits does for both.
+bool asSigned(VARIANT& variant) {
+    if (variant.vt != VT_UI2 && variant.vt != VT_UI4) return false;
+    if (variant.vt == VT_UI2) variant.ulVal = variant.uiVal;
+    variant.vt = VT_I4;
+    return true;
+}
+
 }  // namespace
 
 template <class T>
@@ -365,7 +373,10 @@ bool WmiObject::setProperty(const zor::String& name, T value) const {
     if (!m_pObject.isValid()) return false;
     Variant variant;
     fill(variant.get(), value);
-    return SUCCEEDED(noted(m_pObject.get()->Put(name.getUCS2Buffer(), 0, &variant.get(), 0)));
+    const auto put = [&] { return noted(m_pObject.get()->Put(name.getUCS2Buffer(), 0, &variant.get(), 0)); };
+    HRESULT hr = put();
+    if (hr == static_cast<HRESULT>(WBEM_E_TYPE_MISMATCH) && asSigned(variant.get())) hr = put();
+    return SUCCEEDED(hr);
 }
 
 template bool WmiObject::setProperty(const zor::String&, bool) const;

@@ -178,7 +178,8 @@ public:
     /// Writes a property (IWbemClassObject::Put); WMI converts to the property's own type where it can. For
     /// bool, unsigned char, unsigned short, unsigned int, float and double. `true` is written as 1, not as
     /// VARIANT_TRUE
-    /// (-1): whoever compares the raw value has to know. False on an empty object.
+    /// (-1): whoever compares the raw value has to know. 16- and 32-bit numbers that are refused as VT_UI2 or
+    /// VT_UI4, as Windows does, are written as VT_I4 with the same bits. False on an empty object.
     template <class T>
     bool setProperty(const zor::String& name, T value) const;
 

@@ -12,6 +12,6 @@ bool isShellClass(REFCLSID wanted);
 /// Frees an item identifier; false when it is none.
 bool freeItemIdentifier(void* memory, const char* function);
 /// What CoCreateInstance does for one of them.
-HRESULT createShellObject(Call& call, REFCLSID wanted, REFIID interfaceId, void** object);
+HRESULT createShellObject(Call& call, REFCLSID wanted, DWORD context, REFIID interfaceId, void** object);
 
 }  // namespace simulation

@@ -133,6 +133,8 @@ struct Source {
         const BSTR text = get<BSTR>();
         return text == nullptr ? Text() : fromWide(text, SysStringLen(text));
     }
+    // WMI takes the fields that it sends and no others: VT_UI2, VT_UI4 and VT_I8 are refused, as are the rest
+    // (Microsoft, IWbemClassObject::Put; programs that tried these on Windows).
     std::optional<Integer> integer() const {
         switch (type) {
             case VT_BOOL:
@@ -140,20 +142,8 @@ struct Source {
                 return simulation::integer(get<SHORT>());
             case VT_UI1:
                 return simulation::integer(get<BYTE>());
-            case VT_I1:
-                return simulation::integer(get<signed char>());
-            case VT_UI2:
-                return simulation::integer(get<USHORT>());
             case VT_I4:
-            case VT_INT:
                 return simulation::integer(get<LONG>());
-            case VT_UI4:
-            case VT_UINT:
-                return simulation::integer(get<ULONG>());
-            case VT_I8:
-                return simulation::integer(get<LONGLONG>());
-            case VT_UI8:
-                return simulation::integer(get<ULONGLONG>());
             case VT_BSTR:
                 return parseInteger(text());
             default:
@@ -225,9 +215,8 @@ bool convert(const Source& source, CIMTYPE type, WmiItem& item) {
                                               : whole->bits <= range->most;
             if (!fits) {
                 // A signed field of the property's own width may carry the unsigned number's bits.
-                const bool sameWidth =
-                    (type == CIM_UINT32 && (source.type == VT_I4 || source.type == VT_INT)) ||
-                    ((type == CIM_UINT16 || type == CIM_CHAR16) && source.type == VT_I2);
+                const bool sameWidth = (type == CIM_UINT32 && source.type == VT_I4) ||
+                                       ((type == CIM_UINT16 || type == CIM_CHAR16) && source.type == VT_I2);
                 if (!sameWidth) return false;
                 item.number = whole->bits & range->most;
                 return true;

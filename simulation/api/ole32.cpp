@@ -147,7 +147,7 @@ SIMULATED(HRESULT, WINAPI, CoCreateInstance,
     if (isShellClass(wanted)) {
         if (!isInCom()) return call.returns(CO_E_NOTINITIALIZED);
         if (outer != nullptr) return call.returns(CLASS_E_NOAGGREGATION);
-        return createShellObject(call, wanted, interfaceId, object);
+        return createShellObject(call, wanted, context, interfaceId, object);
     }
     if (!sameGuid(wanted, administrativeLocator)) {
         const auto real = realFunction<decltype(CoCreateInstance)>(L"ole32.dll", "CoCreateInstance");
@@ -156,8 +156,8 @@ SIMULATED(HRESULT, WINAPI, CoCreateInstance,
     }
     if (!isInCom()) return call.returns(CO_E_NOTINITIALIZED);
     if (outer != nullptr) return call.returns(CLASS_E_NOAGGREGATION);
-    if ((context & (CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER)) == 0)
-        return call.returns(REGDB_E_CLASSNOTREG);
+    // WMI's locator is a DLL (wbemprox.dll) alone.
+    if ((context & CLSCTX_INPROC_SERVER) == 0) return call.returns(REGDB_E_CLASSNOTREG);
     if (!sameGuid(interfaceId, IID_IUnknown) && !sameGuid(interfaceId, IID_IWbemLocator)) {
         return call.returns(E_NOINTERFACE);
     }

@@ -3,9 +3,21 @@
 #include <cstring>
 
 #include "simulation/api/ComObject.h"
+#include "simulation/api/ErrorInfo.h"
 #include "simulation/api/OleAutomation.h"
 #include "simulation/api/Shell.h"
 #include "simulation/machine/Machine.h"
+
+// The help pane's interface, which the headers lack: three methods behind IUnknown's, and no IDispatch
+// (Windows SDK, hxhelppaneproxy.h).
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+struct IHxHelpPane : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE DisplayTask(BSTR task) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DisplayContents(BSTR page) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DisplaySearchResults(BSTR query) = 0;
+};
+#pragma GCC diagnostic pop
 
 namespace simulation {
 
@@ -61,7 +73,11 @@ public:
         static const Function function{
             "IContextMenu::InvokeCommand", Fails::WithCode, {E_FAIL, E_ACCESSDENIED, E_OUTOFMEMORY}};
         const char* const verb = command == nullptr ? nullptr : command->lpVerb;
-        Call call(function, verb);
+        // The fields beside the verb have to be zero: whoever leaves stray ones asks for something else.
+        const bool plain = command != nullptr && command->fMask == 0 && command->hwnd == nullptr &&
+                           command->lpParameters == nullptr && command->lpDirectory == nullptr &&
+                           command->nShow == 0 && command->dwHotKey == 0 && command->hIcon == nullptr;
+        Call call(function, verb, plain ? "otherwise zero" : "with more");
         if (const auto fault = call.fault<HRESULT>()) return *fault;
         if (!isUsable(call)) return call.returns(RPC_E_DISCONNECTED);
         if (command == nullptr || command->cbSize < sizeof *command) return call.returns(E_INVALIDARG);
@@ -155,76 +171,59 @@ private:
     void drop() override {}
 };
 
-const ComInterface paneInterface =
-    describeInterface(Resource::HelpPane, HelpPaneInterface, "IHelpPane::QueryInterface", "IHelpPane::AddRef",
-                      "IHelpPane::Release");
+// What follows the three methods in memory is no function: a call that arrives here would end a process.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+struct HelpPaneTable : IHxHelpPane {
+    virtual HRESULT STDMETHODCALLTYPE beyondTheTable() { return beyond(); }
+    virtual HRESULT STDMETHODCALLTYPE furtherBeyondTheTable() { return beyond(); }
 
-// The pane's own interface, which its callers know by name.
-class Pane final : public ComObject<IDispatch> {
+private:
+    static HRESULT beyond() {
+        ledger().violation("a method beyond the three of IHxHelpPane was called");
+        return E_NOTIMPL;
+    }
+};
+#pragma GCC diagnostic pop
+
+const ComInterface paneInterface =
+    describeInterface(Resource::HelpPane, HelpPaneInterface, "IHxHelpPane::QueryInterface",
+                      "IHxHelpPane::AddRef", "IHxHelpPane::Release");
+
+class Pane final : public ComObject<HelpPaneTable> {
 public:
     explicit Pane(const char* creator) : ComObject(paneInterface, creator) {}
 
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
-        static const Function function{
-            "IHelpPane::GetIDsOfNames", Fails::WithCode, {DISP_E_UNKNOWNNAME, E_OUTOFMEMORY}};
-        Call call(function, count == 0 || names == nullptr ? nullptr : names[0]);
-        if (const auto fault = call.fault<HRESULT>()) return *fault;
-        if (!isUsable(call)) return call.returns(RPC_E_DISCONNECTED);
-        if (names == nullptr || ids == nullptr || count != 1) return call.returns(E_INVALIDARG);
-        const Text name = fromWide(names[0]);
-        ids[0] = equalNoCase(name, u"DisplayContents")        ? Contents
-                 : equalNoCase(name, u"DisplaySearchResults") ? SearchResults
-                                                              : DISPID_UNKNOWN;
-        return call.returns(ids[0] == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK);
+    HRESULT STDMETHODCALLTYPE DisplayTask(BSTR task) override {
+        static const Function function{"IHxHelpPane::DisplayTask", Fails::WithCode, failures()};
+        return show(function, task, "task ");
     }
-
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* arguments, VARIANT*,
-                                     EXCEPINFO* raised, UINT*) override {
-        static const Function function{"IHelpPane::Invoke",
-                                       Fails::WithCode,
-                                       {E_FAIL, DISP_E_MEMBERNOTFOUND, RPC_E_SERVERFAULT, DISP_E_EXCEPTION}};
-        Call call(function, id, flags);
-        if (const auto fault = call.fault<HRESULT>()) return *fault;
-        if (!isUsable(call)) return call.returns(RPC_E_DISCONNECTED);
-        if ((flags & DISPATCH_METHOD) == 0 || arguments == nullptr)
-            return call.returns(DISP_E_MEMBERNOTFOUND);
-        if (arguments->cArgs != (id == SearchResults ? 1u : 0u)) return call.returns(DISP_E_BADPARAMCOUNT);
-        Text searched;
-        if (id == SearchResults) {
-            if (arguments->rgvarg[0].vt != VT_BSTR) return call.returns(DISP_E_TYPEMISMATCH);
-            searched = readBstr(call, arguments->rgvarg[0].bstrVal);
-        } else if (id != Contents) {
-            return call.returns(DISP_E_MEMBERNOTFOUND);
-        }
-        if (!machine().shell.helpPane) return call.returns(RPC_E_DISCONNECTED);
-        const HelpPane& pane = *machine().shell.helpPane;
-        if (FAILED(pane.result)) return fails(call, pane, raised, /*later=*/id == Contents);
-        machine().shell.opened.push_back(
-            id == Contents ? "help pane, contents" : "help pane, search results for " + toUtf8(searched));
-        return call.returns(S_OK);
+    // Without a page, its contents from the top.
+    HRESULT STDMETHODCALLTYPE DisplayContents(BSTR page) override {
+        static const Function function{"IHxHelpPane::DisplayContents", Fails::WithCode, failures()};
+        return show(function, page, "contents");
     }
-
-    NOT_IMPLEMENTED(IDispatch, GetTypeInfoCount, (UINT*))
-    NOT_IMPLEMENTED(IDispatch, GetTypeInfo, (UINT, LCID, ITypeInfo**))
+    HRESULT STDMETHODCALLTYPE DisplaySearchResults(BSTR query) override {
+        static const Function function{"IHxHelpPane::DisplaySearchResults", Fails::WithCode, failures()};
+        return show(function, query, "search results for ");
+    }
 
 private:
-    static constexpr DISPID Contents = 1, SearchResults = 2;
+    static std::vector<long long> failures() { return {E_FAIL, RPC_E_SERVERFAULT, E_OUTOFMEMORY}; }
 
-    // What it says of a failure; of its contents only when it is asked for it.
-    static HRESULT fails(Call& call, const HelpPane& pane, EXCEPINFO* raised, bool later) {
-        if (!pane.failureDescription || raised == nullptr) return call.returns(pane.result);
-        *raised = {};
-        raised->scode = pane.result;
-        raised->pfnDeferredFillIn = &describe;
-        if (!later) describe(raised);
-        return call.returns(DISP_E_EXCEPTION);
-    }
-    static HRESULT WINAPI describe(EXCEPINFO* raised) {
-        const std::optional<HelpPane>& pane = machine().shell.helpPane;
-        raised->pfnDeferredFillIn = nullptr;
-        raised->bstrSource = newBstr(u"HelpPane", "IHelpPane::Invoke");
-        raised->bstrDescription = newBstr(pane->failureDescription.value_or(u""), "IHelpPane::Invoke");
-        return S_OK;
+    HRESULT show(const Function& function, BSTR text, const char* what) {
+        Call call(function, text);
+        if (const auto fault = call.fault<HRESULT>()) return *fault;
+        if (!isUsable(call)) return call.returns(RPC_E_DISCONNECTED);
+        const std::string shown = toUtf8(readBstr(call, text));
+        if (!machine().shell.helpPane) return call.returns(RPC_E_DISCONNECTED);
+        const HelpPane& pane = *machine().shell.helpPane;
+        if (FAILED(pane.result)) {
+            if (pane.failureDescription) setErrorDescription(u"HelpPane", *pane.failureDescription);
+            return call.returns(pane.result);
+        }
+        machine().shell.opened.push_back("help pane, " + (what + shown));
+        return call.returns(S_OK);
     }
     void drop() override {}
 };
@@ -305,18 +304,21 @@ bool isShellClass(REFCLSID wanted) {
     return sameGuid(wanted, NetworkConnections) || sameGuid(wanted, HelpPaneServer);
 }
 
-HRESULT createShellObject(Call& call, REFCLSID wanted, REFIID interfaceId, void** object) {
+HRESULT createShellObject(Call& call, REFCLSID wanted, DWORD context, REFIID interfaceId, void** object) {
     const Shell& shell = machine().shell;
     if (sameGuid(wanted, NetworkConnections)) {
-        if (!shell.connections) return call.returns(REGDB_E_CLASSNOTREG);
+        // A DLL alone (netshell.dll).
+        if (!shell.connections || (context & CLSCTX_INPROC_SERVER) == 0)
+            return call.returns(REGDB_E_CLASSNOTREG);
         if (!sameGuid(interfaceId, IID_IShellFolder)) return call.returns(E_NOINTERFACE);
         if (!call.distorted(Distortion::NullResult))
             *object = static_cast<IShellFolder*>(new ConnectionsFolder(call.name()));
         return call.returns(S_OK);
     }
-    if (!shell.helpPane) return call.returns(REGDB_E_CLASSNOTREG);
+    // A program alone (HelpPane.exe).
+    if (!shell.helpPane || (context & CLSCTX_LOCAL_SERVER) == 0) return call.returns(REGDB_E_CLASSNOTREG);
     if (!sameGuid(interfaceId, HelpPaneInterface)) return call.returns(E_NOINTERFACE);
-    if (!call.distorted(Distortion::NullResult)) *object = static_cast<IDispatch*>(new Pane(call.name()));
+    if (!call.distorted(Distortion::NullResult)) *object = static_cast<IHxHelpPane*>(new Pane(call.name()));
     return call.returns(S_OK);
 }
 

@@ -64,6 +64,8 @@ const char* toString(Resource resource) {
             return "help pane";
         case Resource::PropertyStore:
             return "property store";
+        case Resource::ErrorInfo:
+            return "error object";
     }
     return "unknown resource";
 }

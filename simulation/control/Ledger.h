@@ -39,6 +39,7 @@ enum class Resource {
     ContextMenu,
     HelpPane,
     PropertyStore,
+    ErrorInfo,
 };
 const char* toString(Resource resource);
 

@@ -19,10 +19,10 @@ struct NetworkConnection {
     HRESULT propertiesResult = S_OK;  ///< of the context menu's "properties"
 };
 
-/// The help pane of Windows 7; later systems have none.
+/// The help pane, from Windows Vista on.
 struct HelpPane {
-    HRESULT result = S_OK;  ///< of both of its methods
-    /// What it says of a failure: it answers DISP_E_EXCEPTION then.
+    HRESULT result = S_OK;  ///< of its methods
+    /// What it leaves for GetErrorInfo when a method fails.
     std::optional<Text> failureDescription;
 };
 

@@ -15,8 +15,7 @@ inline void addDefragVolumes(simulation::Machine& machine) {
     analysis.outcome.out = {{u"ReturnValue", 11}};
     cim.add(WmiClass{u"Win32_DefragAnalysis",
                      u"",
-                     {{u"DefragRecommended", CIM_BOOLEAN},
-                      {u"TotalPercentFragmentation", CIM_UINT32},
+                     {{u"TotalPercentFragmentation", CIM_UINT32},
                       {u"FilePercentFragmentation", CIM_UINT32},
                       {u"FreeSpacePercentFragmentation", CIM_UINT32}}});
     cim.add(WmiClass{
@@ -25,8 +24,7 @@ inline void addDefragVolumes(simulation::Machine& machine) {
         {{u"DeviceID", CIM_STRING, {}, WmiKey}, {u"DriveLetter", CIM_STRING}, {u"DriveType", CIM_UINT32}},
         {analysis}});
     WmiInstance figures{u"Win32_DefragAnalysis",
-                        {{u"DefragRecommended", true},
-                         {u"TotalPercentFragmentation", 18},
+                        {{u"TotalPercentFragmentation", 18},
                          {u"FilePercentFragmentation", 31},
                          {u"FreeSpacePercentFragmentation", 5}}};
     WmiInstance system{u"Win32_Volume", {{u"DeviceID", u"1"}, {u"DriveLetter", u"C:"}, {u"DriveType", 3}}};

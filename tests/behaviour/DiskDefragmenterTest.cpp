@@ -1,11 +1,13 @@
 #include "libSysmira/utils/DiskDefragmenter.h"
+#include "libSysmira/wmi/Wmi.h"
 
+#include <future>
 #include <memory>
 
 #include "simulation/control/Clock.h"
 #include "support/RaisedException.h"
+#include "tests/behaviour/CommandRun.h"
 #include "tests/behaviour/DefragPc.h"
-#include "tests/behaviour/SimulatedPc.h"
 
 namespace {
 
@@ -143,14 +145,41 @@ TEST_F(Defragmenter, AnAnalysisThatFailsIsForgotten) {
     EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Complete);
 }
 
-TEST_F(Defragmenter, AnExceptionOfTheWmiClientLeavesItIdleAndUnlocked) {
+TEST_F(Defragmenter, AThreadOfAnotherApartmentIsToldSoAndTheAnalysisRunsOn) {
     DiskDefragmenter defragmenter('C');
+    const auto pollFromOtherApartment = [&] {
+        std::async(std::launch::async, [&] {
+            CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+            EXPECT_THROW(defragmenter.getDefragStatusNonBlocking(status, 0), zor::Exception);
+            CoUninitialize();
+        }).get();
+    };
+    pollFromOtherApartment();
+    EXPECT_EQ(calls("IWbemServices::ExecMethod"), 0u);
     EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 0), InProgress);
-    failCall("CoInitializeEx", RPC_E_CHANGED_MODE);
-    EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 0), Failed);
-    clearFaults();
-    EXPECT_EQ(simulation::ledger().count(Resource::WmiCallResult), 0u);
+    pollFromOtherApartment();
+    EXPECT_EQ(simulation::ledger().count(Resource::WmiCallResult), 1u);
     EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Complete);
+    EXPECT_EQ(calls("IWbemServices::ExecMethod"), 1u) << "no second analysis";
+}
+
+TEST_F(Defragmenter, AnExceptionAtTheStartLeavesItIdleAndUnlocked) {
+    DiskDefragmenter defragmenter('C');
+    failCall("SysAllocStringLen", ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_THROW(defragmenter.getDefragStatusNonBlocking(status, 0), libSysmira::ComError);
+    clearFaults();
+    EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Complete);
+}
+
+TEST_F(Defragmenter, AnObjectWithoutTheRecommendationHasItInTheOutParameters) {
+    DiskDefragmenter defragmenter('C');
+    EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Complete);
+    EXPECT_TRUE(status.defragRecommended);
+
+    // Where the object has one, its own counts.
+    cim().classes[u"Win32_DefragAnalysis"].properties.push_back({u"DefragRecommended", CIM_BOOLEAN, false});
+    EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Complete);
+    EXPECT_FALSE(status.defragRecommended);
 }
 
 TEST_F(Defragmenter, FiguresThatCannotBeReadAreAFailure) {
@@ -160,16 +189,49 @@ TEST_F(Defragmenter, FiguresThatCannotBeReadAreAFailure) {
                                   "\"\\\\PC\\root\\cimv2:Win32_Volume.DeviceID=\"2\"\""});
 
     DiskDefragmenter defragmenter('C');
-    outcomeOfC().out[u"DefragAnalysis"] = WmiInstance{
-        u"Win32_DefragAnalysis", {{u"DefragRecommended", true}, {u"TotalPercentFragmentation", 18}}};
+    outcomeOfC().out[u"DefragAnalysis"] =
+        WmiInstance{u"Win32_DefragAnalysis", {{u"TotalPercentFragmentation", 18}}};
     EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Failed);
     EXPECT_EQ(logTexts(), Strings{"3: 94 Problems reading defragmentation analysis object properties"});
     EXPECT_EQ(status.totalPercentFragmentation, 18u) << "what was read before stays";
     EXPECT_EQ(status.freeSpacePercentFragmentation, 0u);
     EXPECT_EQ(status.driveLetter, 0);
 
-    cim().classes[u"Win32_DefragAnalysis"].properties[1].type = CIM_UINT64;
+    cim().classes[u"Win32_DefragAnalysis"].properties[0].type = CIM_UINT64;
     EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Failed) << "another type";
+}
+
+TEST_F(Defragmenter, TheMethodsOwnReturnValueIsKept) {
+    DiskDefragmenter defragmenter('D');
+    unsigned int returned = 77;
+    EXPECT_FALSE(defragmenter.getMethodReturnValue(returned));
+    EXPECT_EQ(returned, 77u);
+    EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 2000), Failed);
+    EXPECT_TRUE(defragmenter.getMethodReturnValue(returned));
+    EXPECT_EQ(returned, 11u);
+    failCall("IWbemServices::ExecMethod", static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
+    EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 0), Failed);
+    EXPECT_FALSE(defragmenter.getMethodReturnValue(returned)) << "that of the call before";
+}
+
+TEST_F(SimulatedPc, TheDefragCommandReportsWhatTheMethodReturned) {
+    const TemporaryFile file("defrag.json");
+    file.write(R"({
+        "name": "PC",
+        "devices": [{"id": "HTREE\\ROOT\\0"}],
+        "volumes": [{"name": "\\\\?\\Volume{1}\\", "mountPoints": ["X:\\"]}],
+        "wmi": {"root\\cimv2": {
+            "classes": [{"name": "Win32_Volume",
+                "properties": ["[key] string DeviceID", "string DriveLetter", "uint32 DriveType"],
+                "methods": [{"name": "DefragAnalysis", "returns": {"ReturnValue": 3},
+                    "out": ["boolean DefragRecommended", "object DefragAnalysis", "uint32 ReturnValue"]}]}],
+            "instances": [{"class": "Win32_Volume",
+                "values": {"DeviceID": "1", "DriveLetter": "X:", "DriveType": 3}}]}}})");
+    const Outcome outcome = runCommand({"defrag", "X", "--machine", file.path()});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(
+        outcome.err,
+        "sysmira: the analysis of X: failed: DefragAnalysis returned 3 (the volume is marked dirty).\n");
 }
 
 TEST_F(Defragmenter, ARunningAnalysisIsLeftToItself) {

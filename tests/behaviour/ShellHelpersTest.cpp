@@ -80,8 +80,8 @@ TEST_F(HelpWindow, ShowsAFileAtATopicOrAtItsBeginning) {
     EXPECT_TRUE(displayHelpWindowToTopic("C:\\guide.chm", ""));
     EXPECT_EQ(opened(),
               (Strings{"help window C:\\guide.chm::/disks/smart.htm", "help window C:\\guide.chm"}));
-    const std::string arguments = argumentsOf("HtmlHelpW")[0];
-    EXPECT_EQ(arguments.substr(arguments.find(',')), ", C:\\guide.chm::/disks/smart.htm, 0, 0");
+    EXPECT_EQ(argumentsOf("HtmlHelpW")[0], "32, C:\\guide.chm::/disks/smart.htm, 0, 0")
+        << "owned by the foreground window";
     EXPECT_EQ(argumentsOf("LoadLibraryW"), Strings{"C:\\Windows\\system32\\hhctrl.ocx"}) << "loaded once";
     EXPECT_FALSE(displayHelpWindowToTopic("C:\\gone.chm", "disks/smart.htm"));
 }
@@ -131,9 +131,13 @@ TEST_F(ShellHelpers, TheHelpPaneSearchesOrShowsItsContents) {
     EXPECT_EQ(simulation::comBalanceOfAllThreads(), 0u);
     EXPECT_TRUE(log.empty());
     Strings order = callNames();
-    order.resize(6);
+    order.resize(7);
     EXPECT_EQ(order, (Strings{"CoInitializeEx", "CoCreateInstance", "SysAllocStringLen",
-                              "IHelpPane::GetIDsOfNames", "IHelpPane::Invoke", "SysFreeString"}));
+                              "IHxHelpPane::DisplaySearchResults", "SysFreeString", "IHxHelpPane::Release",
+                              "CoUninitialize"}));
+    EXPECT_EQ(argumentsOf("CoInitializeEx"), (Strings{"0", "0"})) << "multithreaded";
+    EXPECT_EQ(argumentsOf("CoCreateInstance")[0],
+              "{8cec58e7-07a1-11d9-b15e-000d56bfe6ee}, 23, {8cec5884-07a1-11d9-b15e-000d56bfe6ee}");
 }
 
 TEST_F(ShellHelpers, AThreadInAnotherApartmentMayAskForTheHelpPane) {
@@ -169,7 +173,7 @@ TEST_F(ShellHelpers, WhatTheHelpPaneRefusesIsLoggedInThreeLines) {
                                    "4: 76 LaunchVistaHelp::DisplaySearchResults description: Not today",
                                    "4: 77 LaunchVistaHelp::DisplaySearchResults error message: " +
                                        reason(E_ACCESSDENIED)}));
-    // It tells of its contents when it is asked.
+    EXPECT_EQ(simulation::ledger().count(Resource::Bstr), 0u);
     EXPECT_FALSE(LaunchVistaHelp(""));
     EXPECT_EQ(logTexts().at(1), "4: 63 LaunchVistaHelp::DisplayContents description: Not today");
     machine.shell.helpPane->failureDescription.reset();
@@ -178,6 +182,10 @@ TEST_F(ShellHelpers, WhatTheHelpPaneRefusesIsLoggedInThreeLines) {
               (Strings{"4: 67 LaunchVistaHelp::display contents failed: -2147024891",
                        "4: 63 LaunchVistaHelp::DisplayContents description: ",
                        "4: 64 LaunchVistaHelp::DisplayContents error message: " + reason(E_ACCESSDENIED)}));
+    machine.shell.helpPane->failureDescription = u"Not today";
+    distort("GetErrorInfo", Distortion::NullResult);
+    EXPECT_FALSE(LaunchVistaHelp(""));
+    EXPECT_EQ(logTexts().at(1), "4: 63 LaunchVistaHelp::DisplayContents description: ");
     EXPECT_EQ(opened(), None);
 }
 
@@ -204,7 +212,9 @@ TEST_F(NetworkDialog, OpensThePropertiesOfAConnection) {
     EXPECT_EQ(opened(),
               Strings{"properties of the network connection LAN {5C0E41B2-9A3D-4C6F-8E21-7A90B3D4E5F6}"});
     EXPECT_EQ(argumentsOf("IShellFolder::ParseDisplayName"), Strings{"::" + plain(lan)});
-    EXPECT_EQ(argumentsOf("IContextMenu::InvokeCommand"), Strings{"properties"});
+    EXPECT_EQ(argumentsOf("IContextMenu::InvokeCommand"), Strings{"properties, otherwise zero"});
+    EXPECT_EQ(argumentsOf("CoCreateInstance"), Strings{"{7007acc7-3202-11d1-aad2-00805fc1270e}, 23, "
+                                                       "{000214e6-0000-0000-c000-000000000046}"});
     EXPECT_EQ(calls("IMalloc::Free"), 1u);
 }
 

@@ -348,7 +348,7 @@ TEST_F(SimulatedWmi, TakesSimulatedTimeForMethodsAndEvents) {
     EXPECT_EQ(sleptMilliseconds(), 1050u);
     event->Release();
     VARIANT probe;
-    probe.vt = VT_UI4;
+    probe.vt = VT_I4;
     probe.ulVal = 2;
     EXPECT_EQ(in->Put(L"Probe", 0, &probe, 0), S_OK);
     EXPECT_EQ(call(in, 0, nullptr), code(WBEM_E_FAILED));

@@ -1,6 +1,8 @@
 // What several threads may do at once. These cases run under ThreadSanitizer as well.
 #include <atomic>
+#include <chrono>
 #include <functional>
+#include <future>
 #include <thread>
 
 #include "libSysmira/enumeration/WindowsDevice.h"
@@ -178,6 +180,29 @@ TEST_F(Threads, OneAnalysisMayBePolledByMany) {
         }
     });
     EXPECT_GT(complete, 2u);
+}
+
+TEST_F(Threads, APollOfOneThreadEndsBeforeTheNextBegins) {
+    using libSysmira::DiskDefragmenter;
+    addDefragVolumes(machine);
+    DiskDefragmenter defragmenter('C');
+    const auto poll = [&] {
+        libSysmira::DefragStatus status;
+        defragmenter.getDefragStatusNonBlocking(status, 0);
+    };
+    // The first poll logs that the start has failed, and another thread polls while it does.
+    failCall("IWbemServices::ExecMethod", static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
+    std::future<void> other;
+    bool hadToWait = false;
+    zor::LogFactory::setSink([&](const zor::String&, int, const zor::String&) {
+        if (other.valid()) return;
+        other = std::async(std::launch::async, poll);
+        hadToWait = other.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
+    });
+    poll();
+    ASSERT_TRUE(other.valid());
+    other.get();
+    EXPECT_TRUE(hadToWait);
 }
 
 TEST_F(Threads, HelpMayBeWantedByManyAtOnce) {

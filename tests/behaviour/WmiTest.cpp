@@ -626,10 +626,16 @@ TEST_F(WmiMethods, ParametersAreWrittenAndReachTheMethod) {
     EXPECT_TRUE(in.setProperty("Limit", -2.25));
     // Name, VARIANT type, CIM type 0 for the property's own; of a truth its raw value.
     EXPECT_EQ(argumentsOf("IWbemClassObject::Put"),
-              (Strings{"Fast, 11, 0, 1", "Channel, 17, 0, 0", "Count, 18, 0, 0", "Milliseconds, 19, 0, 0",
-                       "Gain, 4, 0, 0", "Limit, 5, 0, 0"}));
+              (Strings{"Fast, 11, 0, 1", "Channel, 17, 0, 0", "Count, 18, 0, 0", "Count, 3, 0, 0",
+                       "Milliseconds, 19, 0, 0", "Milliseconds, 3, 0, 0", "Gain, 4, 0, 0", "Limit, 5, 0, 0"}))
+        << "unsigned numbers are refused, and written with the same bits";
     EXPECT_FALSE(in.setProperty("Missing", 1u));
     EXPECT_EQ(getLastWmiResult(), code(WBEM_E_NOT_FOUND));
+    forgetCalls();
+    failCall("IWbemClassObject::Put", code(WBEM_E_OUT_OF_MEMORY));
+    EXPECT_FALSE(in.setProperty("Milliseconds", 1u));
+    clearFaults();
+    EXPECT_EQ(calls("IWbemClassObject::Put"), 1u) << "another refusal is the caller's";
     ASSERT_TRUE(fan.execMethod("Measure", in, out));
     unsigned int rpm = 0;
     EXPECT_TRUE(out.getProperty("Rpm", rpm));

@@ -91,13 +91,8 @@ TEST_F(WmiDll, AMethodIsCalledWithParameters) {
     ASSERT_TRUE(wmi.query("select * from StdRegProv", result));
     ASSERT_TRUE(result.next(object, Infinite));
     ASSERT_TRUE(object.getMethodInputParams("EnumKey", in));
-    // Wine's Put knows no VT_UI4, which is what the library writes; and texts go in through the object
-    // itself.
-    VARIANT root;
-    VariantInit(&root);
-    root.vt = VT_I4;
-    root.lVal = static_cast<LONG>(0x80000002u);
-    EXPECT_EQ(in.getObject()->Put(L"hDefKey", 0, &root, 0), S_OK);
+    // Refused as VT_UI4, and written as VT_I4. Texts go in through the object itself.
+    EXPECT_TRUE(in.setProperty("hDefKey", 0x80000002u)) << getLastWmiResult();
     VARIANT text;
     VariantInit(&text);
     text.vt = VT_BSTR;

@@ -1,5 +1,6 @@
 #include "tools/sysmira/storage/DefragCommand.h"
 
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -63,9 +64,39 @@ char letterOf(const std::string& name) {
     return letter;
 }
 
-[[noreturn]] void fail(char letter) {
-    throw CommandFailure(NotRead, std::string("the analysis of ") + letter +
-                                      ": failed: " + describeResult(libSysmira::getLastWmiResult()));
+[[noreturn]] void fail(char letter, const std::string& reason) {
+    throw CommandFailure(NotRead, std::string("the analysis of ") + letter + ": failed: " + reason);
+}
+
+std::string lastWmiResult() { return describeResult(libSysmira::getLastWmiResult()); }
+
+// What the method's return values mean (Microsoft, DefragAnalysis).
+std::string describeReturnValue(unsigned value) {
+    static constexpr const char* meanings[] = {"success",
+                                               "access denied",
+                                               "not supported",
+                                               "the volume is marked dirty",
+                                               "not enough free space",
+                                               "the master file table is corrupt",
+                                               "the call was cancelled",
+                                               "the cancellation came too late",
+                                               "the defragmentation engine is running already",
+                                               "the defragmentation engine cannot be reached",
+                                               "the defragmentation engine failed",
+                                               "unknown error"};
+    const std::string number = "DefragAnalysis returned " + std::to_string(value);
+    return value < std::size(meanings) ? number + " (" + meanings[value] + ")" : number;
+}
+
+// The method's own code where the call itself went well.
+std::string reasonOf(const DiskDefragmenter& defragmenter) {
+    unsigned returned = 0;
+    if (defragmenter.getMethodReturnValue(returned)) {
+        const std::string value = describeReturnValue(returned);
+        return returned != 0 ? value : value + ", but no figures that can be read";
+    }
+    if (FAILED(libSysmira::getLastWmiResult())) return lastWmiResult();
+    return "WMI reported success and returned nothing";
 }
 
 DefragStatus analyse(char letter, Output& output) {
@@ -73,7 +104,7 @@ DefragStatus analyse(char letter, Output& output) {
     try {
         defragmenter = std::make_unique<DiskDefragmenter>(letter);
     } catch (const libSysmira::InitializationError&) {
-        fail(letter);
+        fail(letter, lastWmiResult());
     }
     const InterruptionNoted interruption;
     const Progress progress(output.errors(), std::string("analysing ") + letter + ":");
@@ -81,7 +112,7 @@ DefragStatus analyse(char letter, Output& output) {
     while (true) {
         const auto step = defragmenter->getDefragStatusNonBlocking(status, pollMs);
         if (step == DiskDefragmenter::OperationComplete) return status;
-        if (step == DiskDefragmenter::OperationFailed) fail(letter);
+        if (step == DiskDefragmenter::OperationFailed) fail(letter, reasonOf(*defragmenter));
         if (InterruptionNoted::happened()) {
             throw CommandFailure(NotRead,
                                  std::string("the analysis of ") + letter + ": was left before its end");
