@@ -252,7 +252,7 @@ unsigned int String::findLast(const String& text, unsigned int start, int* numbe
     const std::size_t length = text.m_text.size();
     const auto occursAt = [&](std::size_t at) { return m_text.compare(at, length, text.m_text) == 0; };
     bool found = false;
-    long long greatest = 0;
+    int greatest = 0;
     std::size_t at = start;
     while ((at = m_text.find(text.m_text, at)) != Units::npos) {
         at += length;
@@ -260,14 +260,16 @@ unsigned int String::findLast(const String& text, unsigned int start, int* numbe
             at += length;
             continue;
         }
-        long long value = 0;
-        for (std::size_t i = at; i < m_text.size() && isDigit(m_text[i]); ++i) {
-            value = std::min<long long>(value * 10 + (m_text[i] - '0'), INT_MAX);
+        // Microsoft, FormatMessage: inserts are %1 to %99, so a third digit is text.
+        const std::size_t end = std::min(at + 2, m_text.size());
+        int value = 0;
+        for (std::size_t i = at; i < end && isDigit(m_text[i]); ++i) {
+            value = value * 10 + (m_text[i] - '0');
             found = true;
         }
         greatest = std::max(greatest, value);
     }
-    if (found) *number = static_cast<int>(greatest);
+    if (found) *number = greatest;
     return static_cast<unsigned int>(last);
 }
 

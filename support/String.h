@@ -88,10 +88,10 @@ public:
     unsigned int find(const String& text, unsigned int start = 0) const noexcept;
     /// The last occurrence that begins at `start` or later, or NotFound.
     ///
-    /// `number`, when given, receives the greatest decimal number that directly follows one of the
-    /// occurrences, and stays as it was when none is followed by a digit. Two occurrences side by side stand
-    /// for the text itself and introduce nothing, as "%%" does in a message. Numbers beyond an int count as
-    /// INT_MAX.
+    /// `number`, when given, receives the greatest number of one or two decimal digits that directly follows
+    /// one of the occurrences, and is unchanged when none is followed by a digit. Further digits are text, as
+    /// in a message: "%1234" is insert 12 and "34". Two occurrences side by side stand for the text itself
+    /// and introduce nothing, as "%%" does in a message.
     unsigned int findLast(const String& text, unsigned int start = 0, int* number = nullptr) const noexcept;
     /// At most `length` units from `start`; empty when `start` lies beyond the end.
     String subString(unsigned int start, unsigned int length = NotFound) const;

@@ -553,6 +553,8 @@ TEST_F(EventLog, AMessageThatAsksForMoreStringsThanThereAreIsNotRendered) {
     EXPECT_EQ(messageOf(u"Fan %3.", {u"1", u"2", u"3"}), "Fan 3.");
     EXPECT_EQ(messageOf(u"50%% of%n%1", {u"CPU"}), "50% of\r\nCPU");
     EXPECT_EQ(messageOf(u"50%%", {}), "50%");
+    const std::vector<Text> twelve(12, u"CPU");
+    EXPECT_EQ(messageOf(u"%1234", twelve), "CPU34") << "an insert has one or two digits";
     EXPECT_TRUE(log.empty());
 }
 

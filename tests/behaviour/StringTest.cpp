@@ -88,6 +88,8 @@ TEST(StringSearch, FindsTheGreatestNumberBehindAnOccurrence) {
         {"100%", -1},
         {"%1 and %2", 2},
         {"%12 and %3", 12},
+        {"%1234", 12},  // a third digit is text
+        {"%123 of %20", 20},
         {"%n%t%r", -1},
         {"100%% of it", -1},
         {"%%1 is no insert", -1},
@@ -95,7 +97,8 @@ TEST(StringSearch, FindsTheGreatestNumberBehindAnOccurrence) {
         {"%%%%2", -1},
         {"%0", 0},
         {"%n then %4!s! and %%9", 4},
-        {"%99999999999999999999 %1", INT_MAX},
+        {"%99999999999999999999 %1", 99},
+        {"%09 %1", 9},
     };
     for (const auto& [text, number] : cases) {
         int found = -1;

@@ -51,6 +51,9 @@ TEST_F(Messages, InsertsAreReplacedByArguments) {
     EXPECT_EQ(format(WithInserts, 10, {text(L"one"), text(L"two")}), "two before one, and one again");
     EXPECT_EQ(format(WithInserts, 11, {0xC0DE, static_cast<ULONG_PTR>(-5)}), "0000C0DE 49374 -5");
     EXPECT_EQ(format(WithInserts, 13, {5, text(L"abc")}), "[  abc]");
+    std::vector<ULONG_PTR> twelve(11, text(L""));
+    twelve.push_back(text(L"twelve"));
+    EXPECT_EQ(format(WithInserts, 14, twelve), "twelve34") << "inserts have one or two digits";
 }
 
 TEST_F(Messages, InsertsPassThroughWhenIgnored) {

@@ -12,7 +12,8 @@ const WCHAR* contractMessageFile() {
                      {10, u"%2 before %1, and %1 again%0\r\n"},
                      {11, u"%1!08X! %1!u! %2!d!%0\r\n"},
                      {12, u"a%rb%.c%!d% e%0\r\n"},
-                     {13, u"[%1!*s!]%0\r\n"}};
+                     {13, u"[%1!*s!]%0\r\n"},
+                     {14, u"%1234%0\r\n"}};
     return simulation::wide(path);
 }
 
