@@ -1,4 +1,12 @@
 // `sysmira report`, its sections read in processes of their own on a machine file.
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
 #include "tests/behaviour/CommandRun.h"
 #include "tools/sysmira/report/Attention.h"
 
@@ -202,13 +210,94 @@ TEST_F(Report, ShowsMarkupInNamesAsText) {
     EXPECT_EQ(text.find("http"), std::string::npos) << "it needs nothing from elsewhere";
 }
 
+// The names of what stands in a folder.
+Strings namesIn(const std::filesystem::path& folder) {
+    Strings names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    return names;
+}
+
+class ReportFile : public Report {
+protected:
+    void SetUp() override {
+        Report::SetUp();
+        std::filesystem::create_directory(m_folder);
+        std::ofstream(m_folder / "page.html") << "the old page";
+    }
+    void TearDown() override {
+        std::filesystem::remove_all(m_folder);
+        Report::TearDown();
+    }
+    std::string content() const {
+        std::ostringstream text;
+        text << std::ifstream(m_folder / "page.html").rdbuf();
+        return text.str();
+    }
+    // In a process of its own; gives its status as waitpid does.
+    template <class During>
+    int writeElsewhere(const Strings& sections, During&& during) const {
+        const pid_t child = fork();
+        if (child == 0) {
+            std::ostringstream out, err;
+            Strings arguments = {"report", "--html", (m_folder / "page.html").string()};
+            for (const std::string& each : sections) arguments.insert(arguments.end(), {"--section", each});
+            _exit(sysmira::runSysmira(arguments, out, err));
+        }
+        during(child);
+        int status = 0;
+        waitpid(child, &status, 0);
+        return status;
+    }
+
+    const std::filesystem::path m_folder =
+        testing::TempDir() + "sysmira-" + std::to_string(getpid()) + "-pages";
+};
+
+TEST_F(ReportFile, KeepsTheOldPageUntilTheNewOneIsWhole) {
+    const int status = writeElsewhere({"counters"}, [&](pid_t child) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));  // of the more than two seconds it takes
+        kill(child, SIGINT);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(content(), "the old page");
+    EXPECT_EQ(namesIn(m_folder), Strings{"page.html"});
+
+    std::filesystem::create_symlink("page.html", m_folder / "link.html");
+    EXPECT_EQ(run({"--section", "events", "--html", (m_folder / "link.html").string()}).status, 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "link.html"));
+    EXPECT_EQ(content().substr(0, 15), "<!DOCTYPE html>");
+    EXPECT_EQ(namesIn(m_folder).size(), 2u);
+}
+
+TEST_F(ReportFile, KeepsTheOldPageWhenTheNewOneCannotBeWritten) {
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit small = {4096, before.rlim_max};
+    const auto signalBefore = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const Outcome outcome = run({"--section", "events", "--html", (m_folder / "page.html").string()});
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, signalBefore);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("page.html\" cannot be written: File too large."), std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(content(), "the old page");
+    EXPECT_EQ(namesIn(m_folder), Strings{"page.html"});
+
+    EXPECT_EQ(run({"--section", "events", "--html", "/dev/full"}).err,
+              "sysmira: the file \"/dev/full\" cannot be written: No space left on device.\n");
+}
+
 TEST_F(Report, RefusesWhatItCannotDo) {
     Outcome outcome = run({"--section", "drive"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err, "sysmira: there is no section \"drive\"; did you mean \"drives\"?\n");
     outcome = run({"--html", "/no/such/folder/report.html"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "sysmira: the file \"/no/such/folder/report.html\" cannot be written.\n");
+    EXPECT_EQ(
+        outcome.err,
+        "sysmira: the file \"/no/such/folder/report.html\" cannot be written: No such file or directory.\n");
     EXPECT_EQ(run({"--timeout", "0"}).status, 2);
 }
 
