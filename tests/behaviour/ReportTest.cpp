@@ -1,5 +1,6 @@
 // `sysmira report`, its sections read in processes of their own on a machine file.
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -38,13 +39,14 @@ protected:
         arguments.insert(arguments.begin(), {"--machine", m_file.path(), "report"});
         return runCommand(arguments);
     }
-    Json runJson(Strings arguments) const {
-        arguments.insert(arguments.begin(), {"--machine", m_file.path(), "report"});
-        return runForJson<Json>(arguments);
+    Json runJson(Strings arguments, int status = 0) const {
+        arguments.push_back("--json");
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, status) << outcome.err;
+        return Json::parse(outcome.out);
     }
-    Json section(const std::string& name, Strings arguments = {}) const {
-        arguments.insert(arguments.end(), {"--section", name});
-        const Json report = runJson(arguments);
+    Json section(const std::string& name, int status = 0) const {
+        const Json report = runJson({"--section", name}, status);
         EXPECT_EQ(report["sections"].size(), 1u);
         return report["sections"][0];
     }
@@ -80,7 +82,7 @@ TEST_F(Report, TellsEverySectionOnceAndWhatNeedsAttentionFirst) {
 
 TEST_F(Report, KeepsAwayFromOtherSectionsWhatEndsAProcess) {
     endProcessIn("SetupDiGetClassDevsW");
-    const Json report = runJson({});
+    const Json report = runJson({}, /*status=*/1);
     ASSERT_EQ(report["sections"].size(), 7u);
     EXPECT_EQ(report["sections"][1]["status"], "complete");
     EXPECT_EQ(report["sections"][2]["name"], "drives");
@@ -88,7 +90,12 @@ TEST_F(Report, KeepsAwayFromOtherSectionsWhatEndsAProcess) {
     EXPECT_EQ(report["sections"][2]["reasons"],
               Json({"the process that read it ended with signal 6 (Aborted)"}));
     EXPECT_NE(report["sections"][5]["data"]["System"], nullptr);
-    EXPECT_NE(run({}).out.find("Drives and volumes: failed"), std::string::npos);
+    const Outcome outcome = run({});
+    EXPECT_NE(outcome.out.find("Drives and volumes: failed"), std::string::npos);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "sysmira: not read: Drives and volumes, Displays.\n");
+    EXPECT_EQ(run({"--html", m_page.path()}).status, 1);
+    EXPECT_NE(m_page.read().find("Drives and volumes"), std::string::npos);
 }
 
 TEST_F(Report, KeepsWhatASectionFoundBeforeItsProcessEnded) {
@@ -120,12 +127,25 @@ TEST_F(Report, SaysWhyASectionIsNotThere) {
     EXPECT_EQ(section("events")["status"], "denied");
     simulation::control().clearFaults();
     failCall("OpenEventLogW", RPC_S_SERVER_UNAVAILABLE, 1);
-    EXPECT_EQ(section("events")["status"], "failed") << "one log is denied, the other is not";
+    EXPECT_EQ(section("events", /*status=*/1)["status"], "failed") << "one log is denied, the other is not";
     simulation::control().clearFaults();
     EXPECT_EQ(section("system")["status"], "notSupported");  // a PC without WMI classes
     const Outcome outcome = run({"--section", "system"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("System: not supported here ("), std::string::npos);
+}
+
+TEST_F(Report, ReadsTheMachineFileOnce) {
+    // As of a pipe: what was read is gone.
+    const std::string fifo = m_page.path();
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::thread writer([&] { std::ofstream(fifo) << reportPc; });
+    const Outcome outcome = runCommand(
+        {"--machine", fifo, "report", "--timeout", "5", "--section", "devices", "--section", "events"});
+    writer.join();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("Devices: complete"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("Events: partial"), std::string::npos);
 }
 
 TEST_F(Report, EndsASectionWhoseTimeIsUp) {

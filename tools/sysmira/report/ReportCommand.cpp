@@ -37,6 +37,15 @@ void readPieces(const ReportSection& section, Output& output) {
     pieces.finish();
 }
 
+void failIfSectionsFailed(const nlohmann::ordered_json& sections) {
+    std::string failed;
+    for (const auto& section : sections) {
+        if (section["status"] == "failed")
+            failed += (failed.empty() ? "" : ", ") + section["title"].get<std::string>();
+    }
+    if (!failed.empty()) throw CommandFailure(NotRead, "not read: " + failed);
+}
+
 }  // namespace
 
 void runReport(const ReportRequest& request, Output& output) {
@@ -48,8 +57,12 @@ void runReport(const ReportRequest& request, Output& output) {
 
     const nlohmann::ordered_json report = readReport(request, output.errors());
     if (output.wantsJson()) output.printDocument(report);
-    if (file) return file->write(toHtml(layOut(report)));
-    if (!output.wantsJson()) output.print(toText(layOut(report)));
+    if (file) {
+        file->write(toHtml(layOut(report)));
+    } else if (!output.wantsJson()) {
+        output.print(toText(layOut(report)));
+    }
+    failIfSectionsFailed(report["sections"]);
 }
 
 }  // namespace sysmira
