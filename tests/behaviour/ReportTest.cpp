@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
 #include "tests/behaviour/CommandRun.h"
@@ -59,6 +60,25 @@ protected:
 
     TemporaryFile m_file{"report.json"};
     TemporaryFile m_page{"report.html"};
+};
+
+// The host's zone while it lives.
+class InZone {
+public:
+    explicit InZone(const char* zone) {
+        if (const char* const before = std::getenv("TZ")) m_before = before;
+        set(zone);
+    }
+    ~InZone() { set(m_before ? m_before->c_str() : nullptr); }
+    InZone(const InZone&) = delete;
+    InZone& operator=(const InZone&) = delete;
+
+private:
+    static void set(const char* zone) {
+        zone != nullptr ? setenv("TZ", zone, 1) : unsetenv("TZ");
+        tzset();
+    }
+    std::optional<std::string> m_before;
 };
 
 TEST_F(Report, TellsEverySectionOnceAndWhatNeedsAttentionFirst) {
@@ -133,6 +153,23 @@ TEST_F(Report, SaysWhyASectionIsNotThere) {
     const Outcome outcome = run({"--section", "system"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("System: not supported here ("), std::string::npos);
+}
+
+TEST_F(Report, OfTheBundledPcAgreesWithItself) {
+    const InZone utc("UTC");
+    const Json report = runForJson<Json>({"report", "--section", "system", "--section", "events"});
+    const Json& system = report["sections"][0]["data"]["operatingSystem"]["objects"][0]["properties"];
+    // The clock of the PC, of WMI (local time of its zone) and of the newest events.
+    EXPECT_EQ(report["time"].get<std::string>().substr(0, 16), "2026-05-31T08:00");
+    EXPECT_EQ(system["LocalDateTime"]["value"].get<std::string>().substr(0, 12), "202605311000");
+    for (const Json& log : report["sections"][1]["data"])
+        EXPECT_LT(log["last"].get<std::string>(), report["time"].get<std::string>());
+
+    const Json drive = runForJson<Json>({"drives", "0"})["drives"][0];
+    const Json wmi = runForJson<Json>(
+        {"wmi", "root/cimv2", "select * from Win32_DiskDrive where Index = 0"})["objects"][0]["properties"];
+    EXPECT_EQ(drive["revision"], wmi["FirmwareRevision"]["value"]);
+    EXPECT_EQ(drive["serialNumber"], wmi["SerialNumber"]["value"]);
 }
 
 TEST_F(Report, ReadsTheMachineFileOnce) {
