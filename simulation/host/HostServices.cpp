@@ -1,5 +1,5 @@
-// What Windows gives every program and Linux lacks: last error, locks, local memory, time. No part of the
-// simulated PC, compiled for the host alone.
+// What Windows gives every program and Linux lacks: last error, locks, local memory, time. Compiled for the
+// host alone. Of the simulated PC only its clock, where the machine file sets one.
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -8,7 +8,9 @@
 #include <mutex>
 
 #include "simulation/control/Call.h"
+#include "simulation/control/Clock.h"
 #include "simulation/control/Ledger.h"
+#include "simulation/machine/Machine.h"
 
 namespace {
 
@@ -17,6 +19,13 @@ thread_local DWORD theLastError = ERROR_SUCCESS;
 // A critical section holds a recursive mutex where Windows keeps its semaphore.
 std::recursive_mutex& mutexOf(LPCRITICAL_SECTION section) {
     return *static_cast<std::recursive_mutex*>(section->LockSemaphore);
+}
+
+ULONGLONG realTicks() {
+    constexpr ULONGLONG ticksTo1970 = 116444736000000000ull;
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    return ticksTo1970 + static_cast<ULONGLONG>(microseconds) * 10;
 }
 
 }  // namespace
@@ -41,10 +50,8 @@ void WINAPI DeleteCriticalSection(LPCRITICAL_SECTION section) {
 }
 
 void WINAPI GetSystemTimeAsFileTime(LPFILETIME time) {
-    constexpr ULONGLONG ticksTo1970 = 116444736000000000ull;
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-    const ULONGLONG ticks = ticksTo1970 + static_cast<ULONGLONG>(microseconds) * 10;
+    const ULONGLONG fixed = machine().events.now;
+    const ULONGLONG ticks = fixed != 0 ? fixed + sleptMilliseconds() * 10000 : realTicks();
     time->dwLowDateTime = static_cast<DWORD>(ticks);
     time->dwHighDateTime = static_cast<DWORD>(ticks >> 32);
 }

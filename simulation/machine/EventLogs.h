@@ -185,7 +185,7 @@ struct EventLogs {
     std::map<Text, EventPublisher, LessNoCase> publishers;
     std::map<Text, ClassicLog, LessNoCase> classic;
     Text computer = u"PC";
-    ULONGLONG now = 0;  ///< FILETIME ticks that queries by age count from; 0: the system's time
+    ULONGLONG now = 0;  ///< the PC's clock in FILETIME ticks; 0: the system's
 
     /// Adds an event to a channel and the record that it is to the classic functions to the log of that name.
     void add(const Text& log, ChannelEvent event);

@@ -110,7 +110,7 @@ TEST_F(DisplaysCommand, WritesTheEdidByteForByte) {
 
     EXPECT_EQ(run({"--machine", machineName, "--edid-file", edid}).status, 2) << "of which?";
     EXPECT_EQ(run({"--machine", machineName, "DISPLAY1", "--edid-file", "/no/such/folder/x"}).err,
-              "sysmira: the file \"/no/such/folder/x\" cannot be written.\n");
+              "sysmira: the file \"/no/such/folder/x\" cannot be written: No such file or directory.\n");
     const Outcome without = run({"--machine", machineName, "--edid"});
     EXPECT_EQ(without.status, 1);
     EXPECT_EQ(without.err, "sysmira: no EDID can be read of DISPLAY2.\n");

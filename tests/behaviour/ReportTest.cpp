@@ -1,4 +1,14 @@
 // `sysmira report`, its sections read in processes of their own on a machine file.
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <thread>
+
 #include "tests/behaviour/CommandRun.h"
 #include "tools/sysmira/report/Attention.h"
 
@@ -30,13 +40,14 @@ protected:
         arguments.insert(arguments.begin(), {"--machine", m_file.path(), "report"});
         return runCommand(arguments);
     }
-    Json runJson(Strings arguments) const {
-        arguments.insert(arguments.begin(), {"--machine", m_file.path(), "report"});
-        return runForJson<Json>(arguments);
+    Json runJson(Strings arguments, int status = 0) const {
+        arguments.push_back("--json");
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, status) << outcome.err;
+        return Json::parse(outcome.out);
     }
-    Json section(const std::string& name, Strings arguments = {}) const {
-        arguments.insert(arguments.end(), {"--section", name});
-        const Json report = runJson(arguments);
+    Json section(const std::string& name, int status = 0) const {
+        const Json report = runJson({"--section", name}, status);
         EXPECT_EQ(report["sections"].size(), 1u);
         return report["sections"][0];
     }
@@ -57,6 +68,25 @@ protected:
 
     TemporaryFile m_file{"report.json"};
     TemporaryFile m_page{"report.html"};
+};
+
+// The host's zone while it lives.
+class InZone {
+public:
+    explicit InZone(const char* zone) {
+        if (const char* const before = std::getenv("TZ")) m_before = before;
+        set(zone);
+    }
+    ~InZone() { set(m_before ? m_before->c_str() : nullptr); }
+    InZone(const InZone&) = delete;
+    InZone& operator=(const InZone&) = delete;
+
+private:
+    static void set(const char* zone) {
+        zone != nullptr ? setenv("TZ", zone, 1) : unsetenv("TZ");
+        tzset();
+    }
+    std::optional<std::string> m_before;
 };
 
 TEST_F(Report, TellsEverySectionOnceAndWhatNeedsAttentionFirst) {
@@ -80,7 +110,7 @@ TEST_F(Report, TellsEverySectionOnceAndWhatNeedsAttentionFirst) {
 
 TEST_F(Report, KeepsAwayFromOtherSectionsWhatEndsAProcess) {
     endProcessIn("SetupDiGetClassDevsW");
-    const Json report = runJson({});
+    const Json report = runJson({}, /*status=*/1);
     ASSERT_EQ(report["sections"].size(), 7u);
     EXPECT_EQ(report["sections"][1]["status"], "complete");
     EXPECT_EQ(report["sections"][2]["name"], "drives");
@@ -88,7 +118,12 @@ TEST_F(Report, KeepsAwayFromOtherSectionsWhatEndsAProcess) {
     EXPECT_EQ(report["sections"][2]["reasons"],
               Json({"the process that read it ended with signal 6 (Aborted)"}));
     EXPECT_NE(report["sections"][5]["data"]["System"], nullptr);
-    EXPECT_NE(run({}).out.find("Drives and volumes: failed"), std::string::npos);
+    const Outcome outcome = run({});
+    EXPECT_NE(outcome.out.find("Drives and volumes: failed"), std::string::npos);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "sysmira: not read: Drives and volumes, Displays.\n");
+    EXPECT_EQ(run({"--html", m_page.path()}).status, 1);
+    EXPECT_NE(m_page.read().find("Drives and volumes"), std::string::npos);
 }
 
 TEST_F(Report, KeepsWhatASectionFoundBeforeItsProcessEnded) {
@@ -116,12 +151,42 @@ TEST_F(Report, SaysWhyASectionIsNotThere) {
     EXPECT_EQ(section("events")["status"], "denied");
     simulation::control().clearFaults();
     failCall("OpenEventLogW", RPC_S_SERVER_UNAVAILABLE, 1);
-    EXPECT_EQ(section("events")["status"], "failed") << "one log is denied, the other is not";
+    EXPECT_EQ(section("events", /*status=*/1)["status"], "failed") << "one log is denied, the other is not";
     simulation::control().clearFaults();
     EXPECT_EQ(section("system")["status"], "notSupported");  // a PC without WMI classes
     const Outcome outcome = run({"--section", "system"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("System: not supported here ("), std::string::npos);
+}
+
+TEST_F(Report, OfTheBundledPcAgreesWithItself) {
+    const InZone utc("UTC");
+    const Json report = runForJson<Json>({"report", "--section", "system", "--section", "events"});
+    const Json& system = report["sections"][0]["data"]["operatingSystem"]["objects"][0]["properties"];
+    // The clock of the PC, of WMI (local time of its zone) and of the newest events.
+    EXPECT_EQ(report["time"].get<std::string>().substr(0, 16), "2026-05-31T08:00");
+    EXPECT_EQ(system["LocalDateTime"]["value"].get<std::string>().substr(0, 12), "202605311000");
+    for (const Json& log : report["sections"][1]["data"])
+        EXPECT_LT(log["last"].get<std::string>(), report["time"].get<std::string>());
+
+    const Json drive = runForJson<Json>({"drives", "0"})["drives"][0];
+    const Json wmi = runForJson<Json>(
+        {"wmi", "root/cimv2", "select * from Win32_DiskDrive where Index = 0"})["objects"][0]["properties"];
+    EXPECT_EQ(drive["revision"], wmi["FirmwareRevision"]["value"]);
+    EXPECT_EQ(drive["serialNumber"], wmi["SerialNumber"]["value"]);
+}
+
+TEST_F(Report, ReadsTheMachineFileOnce) {
+    // As of a pipe: what was read is gone.
+    const std::string fifo = m_page.path();
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::thread writer([&] { std::ofstream(fifo) << reportPc; });
+    const Outcome outcome = runCommand(
+        {"--machine", fifo, "report", "--timeout", "5", "--section", "devices", "--section", "events"});
+    writer.join();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("Devices: complete"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("Events: partial"), std::string::npos);
 }
 
 TEST_F(Report, EndsASectionWhoseTimeIsUp) {
@@ -207,13 +272,94 @@ TEST_F(Report, ShowsMarkupInNamesAsText) {
     EXPECT_EQ(text.find("http"), std::string::npos) << "it needs nothing from elsewhere";
 }
 
+// The names of what stands in a folder.
+Strings namesIn(const std::filesystem::path& folder) {
+    Strings names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    return names;
+}
+
+class ReportFile : public Report {
+protected:
+    void SetUp() override {
+        Report::SetUp();
+        std::filesystem::create_directory(m_folder);
+        std::ofstream(m_folder / "page.html") << "the old page";
+    }
+    void TearDown() override {
+        std::filesystem::remove_all(m_folder);
+        Report::TearDown();
+    }
+    std::string content() const {
+        std::ostringstream text;
+        text << std::ifstream(m_folder / "page.html").rdbuf();
+        return text.str();
+    }
+    // In a process of its own; gives its status as waitpid does.
+    template <class During>
+    int writeElsewhere(const Strings& sections, During&& during) const {
+        const pid_t child = fork();
+        if (child == 0) {
+            std::ostringstream out, err;
+            Strings arguments = {"report", "--html", (m_folder / "page.html").string()};
+            for (const std::string& each : sections) arguments.insert(arguments.end(), {"--section", each});
+            _exit(sysmira::runSysmira(arguments, out, err));
+        }
+        during(child);
+        int status = 0;
+        waitpid(child, &status, 0);
+        return status;
+    }
+
+    const std::filesystem::path m_folder =
+        testing::TempDir() + "sysmira-" + std::to_string(getpid()) + "-pages";
+};
+
+TEST_F(ReportFile, KeepsTheOldPageUntilTheNewOneIsWhole) {
+    const int status = writeElsewhere({"counters"}, [&](pid_t child) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));  // of the more than two seconds it takes
+        kill(child, SIGINT);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(content(), "the old page");
+    EXPECT_EQ(namesIn(m_folder), Strings{"page.html"});
+
+    std::filesystem::create_symlink("page.html", m_folder / "link.html");
+    EXPECT_EQ(run({"--section", "events", "--html", (m_folder / "link.html").string()}).status, 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "link.html"));
+    EXPECT_EQ(content().substr(0, 15), "<!DOCTYPE html>");
+    EXPECT_EQ(namesIn(m_folder).size(), 2u);
+}
+
+TEST_F(ReportFile, KeepsTheOldPageWhenTheNewOneCannotBeWritten) {
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit small = {4096, before.rlim_max};
+    const auto signalBefore = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const Outcome outcome = run({"--section", "events", "--html", (m_folder / "page.html").string()});
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, signalBefore);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("page.html\" cannot be written: File too large."), std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(content(), "the old page");
+    EXPECT_EQ(namesIn(m_folder), Strings{"page.html"});
+
+    EXPECT_EQ(run({"--section", "events", "--html", "/dev/full"}).err,
+              "sysmira: the file \"/dev/full\" cannot be written: No space left on device.\n");
+}
+
 TEST_F(Report, RefusesWhatItCannotDo) {
     Outcome outcome = run({"--section", "drive"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err, "sysmira: there is no section \"drive\"; did you mean \"drives\"?\n");
     outcome = run({"--html", "/no/such/folder/report.html"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "sysmira: the file \"/no/such/folder/report.html\" cannot be written.\n");
+    EXPECT_EQ(
+        outcome.err,
+        "sysmira: the file \"/no/such/folder/report.html\" cannot be written: No such file or directory.\n");
     EXPECT_EQ(run({"--timeout", "0"}).status, 2);
 }
 

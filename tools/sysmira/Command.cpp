@@ -430,8 +430,6 @@ private:
 
     // What the report's processes must know of the options of all subcommands.
     ReportRequest withPassedOn(ReportRequest report) const {
-        if (!m_request.machineFile.empty())
-            report.passedOn.insert(report.passedOn.end(), {"--machine", m_request.machineFile});
         if (m_request.logPriority != 0)
             report.passedOn.insert(report.passedOn.end(), {"--log", std::to_string(m_request.logPriority)});
         return report;

@@ -11,6 +11,7 @@
 
 #include "tools/sysmira/Command.h"
 #include "tools/sysmira/OwnProcess.h"
+#include "tools/sysmira/Target.h"
 
 namespace sysmira {
 
@@ -21,6 +22,7 @@ using Clock = std::chrono::steady_clock;
 // The copy of this process does the work; the simulated PC came along with it.
 [[noreturn]] void runAsChild(const std::vector<std::string>& arguments, int outEnd, std::ostream& err) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    keepMachine();
     int status = 1;
     {
         __gnu_cxx::stdio_filebuf<char> buffer(outEnd, std::ios::out);

@@ -31,6 +31,9 @@ bool canChooseMachine();
 /// Makes the PC of a machine file, or the bundled one when `file` is empty, the one that is asked. Throws
 /// CommandFailure. Does nothing where there is no choice.
 void chooseMachine(const std::string& file);
+/// From now on chooseMachine leaves the PC as it is: for a copy of this process, which the PC came along
+/// with.
+void keepMachine();
 
 /// Whether that stream is the program's standard output and somebody looks at it on a terminal.
 bool isTerminal(const std::ostream& out);

@@ -19,6 +19,8 @@ namespace sysmira {
 
 namespace {
 
+bool theMachineStays = false;
+
 std::string readFile(const std::string& path) {
     errno = 0;
     std::ifstream file(path, std::ios::binary);
@@ -50,7 +52,10 @@ bool errorsGoToTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 bool canChooseMachine() { return true; }
 
+void keepMachine() { theMachineStays = true; }
+
 void chooseMachine(const std::string& file) {
+    if (theMachineStays) return;
     try {
         simulation::machine() = file.empty() ? bundled() : simulation::readMachine(readFile(file), file);
     } catch (const simulation::MachineFileError& error) {

@@ -44,6 +44,8 @@ bool canChooseMachine() { return false; }
 
 void chooseMachine(const std::string&) {}
 
+void keepMachine() {}
+
 bool isTerminal(const std::ostream& out) {
     DWORD mode = 0;
     return &out == &std::cout && GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode);

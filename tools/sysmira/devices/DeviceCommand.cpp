@@ -65,7 +65,7 @@ constexpr Property properties[] = {
     {CM_DRP_BASE_CONTAINERID - 1, PropertyKind::Text, "containerId", "Container ID"},
 };
 
-ordered_json toJson(const zor::Array<zor::String>& texts) {
+ordered_json textsToJson(const zor::Array<zor::String>& texts) {
     ordered_json array = ordered_json::array();
     for (const zor::String& text : texts) array.push_back(toUtf8(text));
     return array;
@@ -83,7 +83,7 @@ ordered_json readProperty(const WindowsDevice& device, const Property& property)
             break;
         case PropertyKind::Texts:
             if (device.getMultiStringRegistryProperty(property.number, texts, libSysmira::RegProp_Device)) {
-                return toJson(texts);
+                return textsToJson(texts);
             }
             break;
         case PropertyKind::Number:
@@ -295,7 +295,7 @@ ordered_json driverDocument(DriverPackage& package) {
 
 ordered_json toDocument(const Facts& facts) {
     const WindowsDevice& device = facts.device;
-    ordered_json document = sysmira::toJson(device);
+    ordered_json document = toJson(device);
     document["present"] = nullptr;
     if (facts.presence != Presence::Unknown) document["present"] = facts.presence == Presence::Present;
     addState(document, facts.state);
@@ -308,9 +308,9 @@ ordered_json toDocument(const Facts& facts) {
     }
     document["locationNumber"] = nullptr;
     if (facts.hasNumber) document["locationNumber"] = facts.number;
-    document["relations"] = {{"removal", toJson(facts.removal)},
-                             {"bus", toJson(facts.children)},
-                             {"ejection", toJson(facts.ejection)}};
+    document["relations"] = {{"removal", textsToJson(facts.removal)},
+                             {"bus", textsToJson(facts.children)},
+                             {"ejection", textsToJson(facts.ejection)}};
     document["registryProperties"] = ordered_json::object();
     for (const Property& property : properties) {
         ordered_json value = readProperty(device, property);

@@ -1,7 +1,5 @@
 #include "tools/sysmira/displays/DisplaysCommand.h"
 
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
@@ -11,6 +9,7 @@
 #include "support/HexDumpFormat.h"
 #include "support/RaisedException.h"
 #include "tools/sysmira/CommandFailure.h"
+#include "tools/sysmira/ResultFile.h"
 #include "tools/sysmira/displays/DesktopPicture.h"
 #include "tools/sysmira/displays/Edid.h"
 #include "tools/sysmira/displays/EdidText.h"
@@ -222,10 +221,7 @@ void writeEdidFile(const std::vector<DisplayFacts>& all, const std::string& file
     }
     const zor::Buffer<unsigned char>& edid = all.front().edid;
     if (all.front().edidSource == nullptr) return;  // said at the end
-    std::ofstream stream(std::filesystem::path(std::u8string(file.begin(), file.end())), std::ios::binary);
-    stream.write(reinterpret_cast<const char*>(edid.data()), static_cast<std::streamsize>(edid.size()));
-    stream.close();
-    if (!stream) throw CommandFailure(NotRead, "the file \"" + file + "\" cannot be written");
+    ResultFile(file).write({reinterpret_cast<const char*>(edid.data()), edid.size()});
 }
 
 void print(const std::vector<DisplayFacts>& all, const DisplaysRequest& request, Output& output) {

@@ -1,12 +1,12 @@
 #include "tools/sysmira/report/ReportCommand.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/Progress.h"
+#include "tools/sysmira/ResultFile.h"
 #include "tools/sysmira/report/ReportLayout.h"
 #include "tools/sysmira/report/ReportSections.h"
 #include "tools/sysmira/text/PrintableText.h"
@@ -37,10 +37,13 @@ void readPieces(const ReportSection& section, Output& output) {
     pieces.finish();
 }
 
-std::ofstream openFile(const std::string& name) {
-    std::ofstream file(std::filesystem::path(std::u8string(name.begin(), name.end())), std::ios::binary);
-    if (!file) throw CommandFailure(NotRead, "the file \"" + name + "\" cannot be written");
-    return file;
+void failIfSectionsFailed(const nlohmann::ordered_json& sections) {
+    std::string failed;
+    for (const auto& section : sections) {
+        if (section["status"] == "failed")
+            failed += (failed.empty() ? "" : ", ") + section["title"].get<std::string>();
+    }
+    if (!failed.empty()) throw CommandFailure(NotRead, "not read: " + failed);
 }
 
 }  // namespace
@@ -49,18 +52,17 @@ void runReport(const ReportRequest& request, Output& output) {
     if (!request.piecesOf.empty()) return readPieces(sectionOf(request.piecesOf), output);
     for (const std::string& name : request.sections) sectionOf(name);
     // Before minutes go into what could not be kept.
-    std::ofstream file;
-    if (!request.htmlFile.empty()) file = openFile(request.htmlFile);
+    std::optional<ResultFile> file;
+    if (!request.htmlFile.empty()) file.emplace(request.htmlFile);
 
     const nlohmann::ordered_json report = readReport(request, output.errors());
     if (output.wantsJson()) output.printDocument(report);
-    if (request.htmlFile.empty()) {
-        if (!output.wantsJson()) output.print(toText(layOut(report)));
-        return;
+    if (file) {
+        file->write(toHtml(layOut(report)));
+    } else if (!output.wantsJson()) {
+        output.print(toText(layOut(report)));
     }
-    file << toHtml(layOut(report)) << std::flush;
-    file.close();
-    if (!file) throw CommandFailure(NotRead, "the file \"" + request.htmlFile + "\" cannot be written");
+    failIfSectionsFailed(report["sections"]);
 }
 
 }  // namespace sysmira

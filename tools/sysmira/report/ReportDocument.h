@@ -14,7 +14,7 @@ struct ReportRequest {
     std::string htmlFile;               ///< where the page goes; empty: nowhere
     unsigned timeoutSeconds = 120;      ///< of each section
     std::string piecesOf;               ///< the section that this process reads for another one; empty: none
-    /// Of the options that the processes get as well: --machine FILE, --log PRIORITY.
+    /// Of the options that the processes get as well: --log PRIORITY.
     std::vector<std::string> passedOn;
 };
 
