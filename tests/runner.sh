@@ -94,7 +94,7 @@ count_suite() {
     [ "$failed" -eq 0 ] || printf ', %d failed' "$failed"
     echo " ($took)"
     [ "$failed" -eq 0 ] ||
-        grep -vE '^\[ RUN      \]|^\[       OK \]|^\[---' "$log" | tail -n 60 | sed 's/^/      /'
+        grep -vE '^\[ RUN      \]|^\[       OK \]|^\[---|^$' "$log" | tail -n 60 | sed 's/^/      /'
     grep '^sweep: ' "$log" | sed 's/^sweep: /      /'
 }
 

@@ -1,5 +1,5 @@
 // The reader of EDIDs on bytes that do not fit; EdidBytesTest.cpp changes every byte. That it agrees with an
-// independent reader on those that do is shown by tests/compareEdid.py.
+// independent reader on those that do is shown by tests/checks/compareEdid.py.
 #include "tools/sysmira/displays/Edid.h"
 
 #include <gtest/gtest.h>
