@@ -44,6 +44,13 @@ TEST_F(SimulatedStorage, OpensDevicesByTheirNamesAlone) {
     }
     EXPECT_EQ(open(L"\\\\.\\D:\\", FILE_READ_ATTRIBUTES), INVALID_HANDLE_VALUE) << "the root folder";
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
+    machine.files[u"D:\\a.txt"];
+    for (const wchar_t* path : {L"\\\\?\\D:\\a.txt", L"\\\\.\\D:\\a.txt"}) {
+        EXPECT_NE(GetFileAttributesW(reinterpret_cast<LPCWSTR>(path)), INVALID_FILE_ATTRIBUTES);
+        const HANDLE file = open(path, GENERIC_READ);
+        EXPECT_NE(file, INVALID_HANDLE_VALUE);
+        CloseHandle(file);
+    }
     EXPECT_EQ(open(L"\\\\.\\E:", FILE_READ_ATTRIBUTES), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
 }
