@@ -14,7 +14,8 @@ using FileHandle = zor::SharedResource<zor::DescriptorStorage<HANDLE, -1, zor::F
 
 /// Which device this is, and which partition of it.
 struct StorageDeviceNumber {
-    /// The number of a device of which only the type is known.
+    /// The number of a device of which only the type is known, such as a floppy drive. All such devices share
+    /// it. Other numbers are unique within one device type.
     static constexpr unsigned int UnknownDevice = 0xFFFFFFFF;
 
     unsigned int deviceType = 0;  ///< FILE_DEVICE_…: FILE_DEVICE_DISK (7), FILE_DEVICE_CD_ROM (2)

@@ -52,7 +52,7 @@ public:
 
     /// Appends a copy. A device that is there already is not added again; if it had no OS locator it takes
     /// the new one's, with its interface type. Unless `includeHidden`, a device that the device manager does
-    /// not show is left out.
+    /// not show is left out. Searches the whole set, so that appending many one by one takes quadratic time.
     void appendDevice(const WindowsDevice& device, bool includeHidden);
     /// An ID that Windows does not know is appended as an invalid record.
     void appendDeviceByDeviceInstanceId(const zor::String& deviceInstanceId);
@@ -62,7 +62,9 @@ public:
                        WinInterfaceType type);
 
     void appendDisks();
-    /// Of the disks those whose type has the WinDev_USBStorage bit.
+    /// Of the disks those whose type has the WinDev_USBStorage bit, which follows from the enumerator
+    /// USBSTOR. A USB drive in UASP mode has the enumerator SCSI and is not among them:
+    /// WindowsDrive::busType() tells it (BusTypeUsb).
     void appendUsbDisks();
     void appendOpticals();
     void appendTapeDrives();

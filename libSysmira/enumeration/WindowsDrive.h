@@ -85,7 +85,8 @@ public:
     bool storageDescriptorInitialized() const { return m_pStorageDescriptor.isValid(); }
     /// The SCSI peripheral device type: 0 disk, 1 tape, 5 optical. Needs the descriptor.
     unsigned int type() const;
-    /// STORAGE_BUS_TYPE. Needs the descriptor.
+    /// STORAGE_BUS_TYPE. Needs the descriptor. Finds USB drives in either mode: one in UASP mode is of the
+    /// enumerator SCSI, not USBSTOR, but of BusTypeUsb.
     unsigned int busType() const;
     /// A drive of fixed media and direct access. Needs the descriptor of a drive with fixed media only.
     bool isDisk() const;

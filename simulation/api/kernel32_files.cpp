@@ -11,10 +11,16 @@ namespace simulation {
 
 namespace {
 
-// Both separators are one to Windows.
+// Both separators are one to Windows. "\\?\C:\file" and "\\.\C:\file" name the file, too (Microsoft, Naming
+// Files, Paths, and Namespaces).
 Text nameOf(LPCWSTR path) {
+    constexpr size_t prefix = 4, root = 3;
     Text name = fromWide(path);
     std::replace(name.begin(), name.end(), u'/', u'\\');
+    const bool isPrefixed =
+        name.compare(0, prefix, u"\\\\?\\") == 0 || name.compare(0, prefix, u"\\\\.\\") == 0;
+    if (isPrefixed && name.size() > prefix + root && name.compare(prefix + 1, 2, u":\\") == 0)
+        name.erase(0, prefix);
     return name;
 }
 

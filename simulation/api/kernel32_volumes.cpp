@@ -173,7 +173,7 @@ SIMULATED(BOOL, WINAPI, GetVolumePathNamesForVolumeNameW,
     if (const auto fault = call.fault<BOOL>()) return *fault;
     const Text path = fromWide(name);
     if (!isVolumeName(path)) return call.fails<BOOL>(ERROR_INVALID_NAME);
-    const Volume* const volume = machine().storage.mounted(path);
+    Volume* const volume = machine().storage.mounted(path);
     if (volume == nullptr) return call.fails<BOOL>(ERROR_FILE_NOT_FOUND);
     Text list;
     for (const Text& mountPoint : volume->mountPoints) {
@@ -188,7 +188,9 @@ SIMULATED(BOOL, WINAPI, GetVolumePathNamesForVolumeNameW,
     if (returned != nullptr && !call.distorted(Distortion::NothingWritten)) {
         *returned = call.distorted(Distortion::SizeTooLarge) ? bytes : bytes / sizeof(WCHAR);
     }
-    return fits ? call.returns<BOOL>(TRUE) : call.fails<BOOL>(ERROR_MORE_DATA);
+    if (fits) return call.returns<BOOL>(TRUE);
+    if (volume->mountPointsGrow) volume->mountPoints.push_back(u"D:\\Grown\\");
+    return call.fails<BOOL>(ERROR_MORE_DATA);
 }
 
 SIMULATED(DWORD, WINAPI, GetLogicalDrives, ()) {

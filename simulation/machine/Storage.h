@@ -64,6 +64,7 @@ struct Volume {
     Text name;                      ///< u"\\\\?\\Volume{…}\\"; empty for a hidden volume
     std::vector<Text> paths;        ///< device interfaces that open it, too
     std::vector<Text> mountPoints;  ///< u"C:\\", u"D:\\Mount\\"
+    bool mountPointsGrow = false;   ///< one more each time that their list did not fit
     DWORD openError = 0;
 
     bool ready = true;  ///< without a medium or a file system: information is ERROR_NOT_READY

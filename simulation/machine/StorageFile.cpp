@@ -1,6 +1,7 @@
 #include "simulation/machine/StorageFile.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <stdexcept>
 
@@ -72,6 +73,24 @@ void readText(const JsonPlace& place, const char* name, Text& field) {
 }
 void readBytes(const JsonPlace& place, const char* name, std::string& field) {
     if (const auto member = place.member(name)) field = member->utf8();
+}
+
+void readSectorSize(const JsonPlace& place, const char* name, DWORD& size) {
+    constexpr const char* expected = "a power of two from 128 to 65536";
+    const auto member = place.member(name);
+    if (!member) return;
+    size = static_cast<DWORD>(member->number(128, 65536, expected));
+    if ((size & (size - 1)) != 0) member->fail(expected);
+}
+
+// A disk without a size is one that does not tell it, or has no medium.
+void checkPlace(const JsonPlace& place, const Partition& partition, const Disk& disk) {
+    const ULONGLONG end = partition.offset + partition.length;
+    if (disk.size != 0 && end > disk.size) place.complain("the partition ends beyond the disk");
+    for (const Partition& other : disk.partitions) {
+        if (partition.offset < other.offset + other.length && other.offset < end)
+            place.complain("the partition overlaps another one");
+    }
 }
 
 Partition readPartition(const JsonPlace& place) {
@@ -197,7 +216,7 @@ Disk readDisk(const JsonPlace& place, Machine& machine) {
     if (disk.paths.empty()) place.fail("a drive with a \"device\", a \"number\" or \"paths\" that open it");
     readDescriptor(place, disk);
     readNumber(place, "size", disk.size, MostBytes, "a number of bytes");
-    readNumber(place, "sectorSize", disk.sectorSize, 0xFFFFFFFF, "a number of bytes");
+    readSectorSize(place, "sectorSize", disk.sectorSize);
     if (const auto media = place.member("media")) disk.mediaType = readNamed(*media, Media);
     readTruth(place, "mediaPresent", disk.mediaPresent);
     readError(place, "lengthError", disk.lengthError);
@@ -214,7 +233,9 @@ Disk readDisk(const JsonPlace& place, Machine& machine) {
     readFloppyFormats(place, disk.floppyFormats);
     if (const auto partitions = place.member("partitions")) {
         partitions->forEachElement("a list of partitions", [&](const JsonPlace& each) {
-            disk.partitions.push_back(readPartition(each));
+            const Partition partition = readPartition(each);
+            checkPlace(each, partition, disk);
+            disk.partitions.push_back(partition);
         });
     }
     return disk;
@@ -271,10 +292,25 @@ void readPlace(const JsonPlace& place, Volume& volume, Storage& storage) {
     diskPlace.fail("a disk of \"disks\"");
 }
 
+// What is in use follows from what is free: exactly where volumes are small, as a pattern where they are
+// large.
+void useWhatIsNotFree(Volume& volume, ULONGLONG clusterBytes) {
+    constexpr ULONGLONG small = 1ull << 21;
+    if (volume.totalBytes == 0 || clusterBytes == 0) return;
+    const ULONGLONG used = volume.totalBytes - volume.freeBytes;
+    if (volume.clusters <= small) {
+        volume.used.push_back({0, (used + clusterBytes - 1) / clusterBytes});
+    } else {
+        volume.usedPercent = static_cast<unsigned>(
+            std::lround(100 * static_cast<double>(used) / static_cast<double>(volume.totalBytes)));
+    }
+}
+
 void readUse(const JsonPlace& place, Volume& volume) {
     const ULONGLONG clusterBytes = ULONGLONG{volume.sectorsPerCluster} * volume.bytesPerSector;
     volume.clusters = clusterBytes == 0 ? 0 : volume.totalBytes / clusterBytes;
     readNumber(place, "clusters", volume.clusters, 1ull << 40, "a number of clusters");
+    if (!place.member("used") && !place.member("usedPercent")) useWhatIsNotFree(volume, clusterBytes);
     readNumber(place, "usedPercent", volume.usedPercent, 100, "a number from 0 to 100");
     if (const auto used = place.member("used")) {
         used->forEachElement("a list of runs such as [0, 16]", [&](const JsonPlace& run) {
@@ -288,7 +324,6 @@ void readUse(const JsonPlace& place, Volume& volume) {
     }
     readError(place, "bitmapError", volume.bitmapError);
     readTruth(place, "bitmapNeedsDataAccess", volume.bitmapNeedsDataAccess);
-    readNumber(place, "fileAreaOffset", volume.fileAreaOffset, 1ull << 32, "a number of sectors");
 }
 
 void readMountPoints(const JsonPlace& place, Volume& volume) {
@@ -298,6 +333,18 @@ void readMountPoints(const JsonPlace& place, Volume& volume) {
             each.fail("a path such as \"C:\\\", with the backslash at its end");
         volume.mountPoints.push_back(path);
     });
+}
+
+// What the volume holds, and what stands before its first cluster, lies within its extents.
+void checkRoom(const JsonPlace& place, Volume& volume) {
+    readNumber(place, "fileAreaOffset", volume.fileAreaOffset, 1ull << 32, "a number of sectors");
+    if (volume.extents.empty() || volume.totalBytes == 0) return;
+    ULONGLONG room = 0;
+    for (const DISK_EXTENT& extent : volume.extents)
+        room = std::min(room + static_cast<ULONGLONG>(extent.ExtentLength.QuadPart), MostBytes);
+    const ULONGLONG before = volume.fileAreaOffset * volume.bytesPerSector;
+    if (room < before || room - before < volume.totalBytes)
+        place.complain("the volume is larger than the room where it lies");
 }
 
 Volume readVolume(const JsonPlace& place, Machine& machine) {
@@ -358,9 +405,9 @@ Volume readVolume(const JsonPlace& place, Machine& machine) {
     addFeature("directAccess", FILE_DAX_VOLUME);
     if (const auto type = place.member("type")) volume.driveType = readNamed(*type, DriveTypes);
     readNumber(place, "total", volume.totalBytes, MostBytes, "a number of bytes");
-    readNumber(place, "free", volume.freeBytes, MostBytes, "a number of bytes");
+    readNumber(place, "free", volume.freeBytes, volume.totalBytes, "at most the bytes of \"total\"");
     readNumber(place, "sectorsPerCluster", volume.sectorsPerCluster, 0xFFFFFFFF, "a number of sectors");
-    readNumber(place, "bytesPerSector", volume.bytesPerSector, 0xFFFFFFFF, "a number of bytes");
+    readSectorSize(place, "bytesPerSector", volume.bytesPerSector);
     if (const auto on = place.member("on")) readPlace(*on, volume, machine.storage);
     if (const auto number = place.member("number")) volume.number = readDeviceNumber(*number);
     if (place.member("numberError")) volume.number.reset();
@@ -371,6 +418,7 @@ Volume readVolume(const JsonPlace& place, Machine& machine) {
                                 [&](const JsonPlace& each) { volume.extents.push_back(readExtent(each)); });
     }
     if (const auto bytes = place.member("extentsAnswer")) volume.extentsAnswer = bytes->hex();
+    checkRoom(place, volume);
     readUse(place, volume);
     readFloppyFormats(place, volume.floppyFormats);
     readTruth(place, "lockedByOthers", volume.lockedByOthers);

@@ -1,4 +1,5 @@
 // The rules of Windows that the simulated volumes and drives keep.
+#include <bit>
 #include <cstring>
 
 #include "simulation/machine/MachineFile.h"
@@ -43,6 +44,13 @@ TEST_F(SimulatedStorage, OpensDevicesByTheirNamesAlone) {
     }
     EXPECT_EQ(open(L"\\\\.\\D:\\", FILE_READ_ATTRIBUTES), INVALID_HANDLE_VALUE) << "the root folder";
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
+    machine.files[u"D:\\a.txt"];
+    for (const wchar_t* path : {L"\\\\?\\D:\\a.txt", L"\\\\.\\D:\\a.txt"}) {
+        EXPECT_NE(GetFileAttributesW(reinterpret_cast<LPCWSTR>(path)), INVALID_FILE_ATTRIBUTES);
+        const HANDLE file = open(path, GENERIC_READ);
+        EXPECT_NE(file, INVALID_HANDLE_VALUE);
+        CloseHandle(file);
+    }
     EXPECT_EQ(open(L"\\\\.\\E:", FILE_READ_ATTRIBUTES), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
 }
@@ -340,17 +348,25 @@ TEST_F(SimulatedStorage, TheBundledPcAddsUp) {
     for (const simulation::Volume& each : storage.volumes()) {
         SCOPED_TRACE(simulation::toUtf8(each.label));
         EXPECT_LE(each.freeBytes, each.totalBytes);
-        EXPECT_EQ(each.totalBytes % (ULONGLONG{each.sectorsPerCluster} * each.bytesPerSector), 0u);
+        const ULONGLONG clusterBytes = ULONGLONG{each.sectorsPerCluster} * each.bytesPerSector;
+        EXPECT_EQ(each.totalBytes % clusterBytes, 0u);
         ULONGLONG room = 0;
         for (const DISK_EXTENT& part : each.extents)
             room += static_cast<ULONGLONG>(part.ExtentLength.QuadPart);
         if (!each.extents.empty()) {
-            EXPECT_LE(each.totalBytes, room);
+            EXPECT_LE(each.totalBytes + each.fileAreaOffset * each.bytesPerSector, room);
         }
-        if (each.totalBytes != 0 && each.driveType != DRIVE_CDROM) {
-            const ULONGLONG percent = (each.totalBytes - each.freeBytes) * 100 / each.totalBytes;
-            EXPECT_LE(percent > each.usedPercent ? percent - each.usedPercent : each.usedPercent - percent,
-                      1u);
+        // The bitmap agrees with what is free.
+        if (each.totalBytes != 0 && each.driveType != DRIVE_CDROM && each.clusters < 1ull << 28) {
+            std::vector<unsigned long long> bits((each.clusters + 63) / 64);
+            simulation::fillBitmap(each, 0, reinterpret_cast<unsigned char*>(bits.data()), bits.size() * 8);
+            ULONGLONG used = 0;
+            for (const unsigned long long word : bits) used += static_cast<ULONGLONG>(std::popcount(word));
+            EXPECT_NEAR(
+                100.0 * static_cast<double>(used * clusterBytes) / static_cast<double>(each.totalBytes),
+                100.0 * static_cast<double>(each.totalBytes - each.freeBytes) /
+                    static_cast<double>(each.totalBytes),
+                each.clusters <= 1ull << 21 ? 0.01 : 1.5);
         }
     }
 }
@@ -382,6 +398,18 @@ TEST_F(SimulatedStorage, MistakesInMachineFilesAreToldByPlace) {
     has(R"({"volumes": [{"label": "lost"}]})", "volumes[0]");
     has(R"({"volumes": [{"mountPoints": ["X:"]}]})", "volumes[0].mountPoints[0]");
     has(R"({"networkDrives": "n"})", "networkDrives");
+    // What no PC has.
+    const std::string disk = R"({"disks": [{"number": {"number": 1}, "size": 1000000, )";
+    has(disk + R"("sectorSize": 7}]})", "disks[0].sectorSize: found 7, expected a power of two");
+    has(disk + R"("partitions": [{"number": 1, "offset": 999999, "length": 2}]}]})",
+        "disks[0].partitions[0]: the partition ends beyond the disk");
+    has(disk + R"("partitions": [{"number": 1, "offset": 100, "length": 100},
+        {"number": 2, "offset": 0, "length": 101}]}]})",
+        "disks[0].partitions[1]: the partition overlaps another one");
+    has(R"({"volumes": [{"mountPoints": ["X:\\"], "total": 5, "free": 6}]})", "volumes[0].free: found 6");
+    has(R"({"volumes": [{"mountPoints": ["X:\\"], "bytesPerSector": 0}]})", "volumes[0].bytesPerSector");
+    has(R"({"volumes": [{"mountPoints": ["X:\\"], "total": 5, "extents": [{"length": 4}]}]})",
+        "volumes[0]: the volume is larger than the room where it lies");
     EXPECT_EQ(mistakeOf(R"({"volumes": [{"mountPoints": ["X:\\"], "used": [[0, 5]]}]})"), "none");
 }
 

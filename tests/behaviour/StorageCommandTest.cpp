@@ -145,6 +145,21 @@ TEST_F(StorageCommand, SaysWhereASectorLiesOrWhyNot) {
     EXPECT_EQ(spanned["reason"], "the volume lies on several disks");
 }
 
+TEST_F(StorageCommand, FailsOverWhatItCannotReadAndOverEmptyNames) {
+    EXPECT_EQ(run({"sector", "11", "2048"}).status, 0) << "an answer, though it is unknown";
+    failCall("FSCTL_GET_VOLUME_BITMAP", ERROR_ACCESS_DENIED, 1, /*onwards=*/true);
+    const Outcome refused = run({"sector", "1", "2048"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.out,
+              "sector 2048: D: Daten, cluster 0, not known: Windows does not report which "
+              "clusters of the volume are in use\n");
+    for (const Strings& empty : {Strings{"defrag", ""}, Strings{"drives", ""}, Strings{"sector", "", "1"}}) {
+        const Outcome outcome = run(empty);
+        EXPECT_EQ(outcome.status, 2) << empty[0];
+        EXPECT_EQ(outcome.out, "") << empty[0];
+    }
+}
+
 TEST_F(StorageCommand, CountsClustersOfFatFromItsDataArea) {
     const std::string pc = R"({
         "devices": [{"id": "HTREE\\ROOT\\0", "children": [{"id": "SCSI\\DISK\\1", "class": "DiskDrive",
@@ -176,7 +191,8 @@ TEST_F(StorageCommand, LocksVolumeByVolumeAndAlwaysUnlocks) {
     // Windows runs from C:, which nobody gets.
     const Outcome refused = run({"drives", "0", "--lock"});
     EXPECT_EQ(refused.status, 1);
-    EXPECT_EQ(refused.out, "locking C: System ... refused, after twelve tries: it is in use\n");
+    EXPECT_EQ(refused.out,
+              "locking C: System ... refused: it is in use, or the rights of an administrator are missing\n");
     EXPECT_EQ(refused.err, "sysmira: the volume C: cannot be locked; what was locked is unlocked again.\n");
     EXPECT_GE(simulation::sleptMilliseconds(), 1200u);
     EXPECT_TRUE(simulation::ledger().empty());
@@ -184,6 +200,15 @@ TEST_F(StorageCommand, LocksVolumeByVolumeAndAlwaysUnlocks) {
     const Outcome spanned = run({"drives", "1", "--lock", "--machine", machineFile(SpannedPc)});
     EXPECT_TRUE(has(spanned.err, "X: lies partly on this drive")) << spanned.err;
     EXPECT_TRUE(has(spanned.err, "the drive has no volumes to lock")) << spanned.err;
+    EXPECT_EQ(spanned.status, 1);
+    failCall("FSCTL_LOCK_VOLUME", ERROR_NOT_READY, 1, /*onwards=*/true);
+    EXPECT_EQ(run({"drives", "1", "--lock"}).out, "locking D: Daten ... refused: no medium is there\n");
+    clearFaults();
+    failCall("CreateFileW", ERROR_ACCESS_DENIED, 1, /*onwards=*/true);
+    const Outcome closed = run({"drives", "SCSI\\DISK\\1", "--lock", "--machine", machineFile(SpannedPc)});
+    EXPECT_EQ(closed.status, 1);
+    EXPECT_TRUE(has(closed.err, "the drive cannot be opened; its volumes are not known")) << closed.err;
+    clearFaults();
     EXPECT_EQ(runJson({"drives", "1", "--lock"})["volumes"][1],
               json({{"volume", "E:"}, {"locked", true}, {"unlocked", true}}));
 }

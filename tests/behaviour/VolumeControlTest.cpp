@@ -142,9 +142,8 @@ TEST_F(VolumeControl, TellsItsDeviceNumber) {
 }
 
 TEST_F(VolumeControl, IsADiskOfUnknownNumberWhereFloppiesFit) {
-    // The drive is found by its number, so the request must be refused by a fault.
-    addDrive().floppyFormats = {F3_1Pt44_512, F3_720_512};
-    failCall("IOCTL_STORAGE_GET_DEVICE_NUMBER", ERROR_INVALID_FUNCTION, 1, /*onwards=*/true);
+    model->number.reset();
+    model->floppyFormats = {F3_1Pt44_512, F3_720_512};
     StorageDeviceNumber number{1, 2, 5};
     EXPECT_TRUE(Volume('D').getSDN(number));
     EXPECT_EQ(number.deviceType, 7u);
@@ -307,6 +306,17 @@ TEST_F(VolumeControl, BelievesNoBitmapThatDidNotCome) {
             << static_cast<unsigned>(row.distortion) << ", " << row.nth;
         clearFaults();
     }
+    // A refusal of the second request leaves what was kept.
+    const Volume kept('D');
+    const SharedClusterBitmap before = kept.getVolumeClusterBitmap(false);
+    for (const DWORD error : {ERROR_ACCESS_DENIED, ERROR_MORE_DATA}) {
+        failCall("FSCTL_GET_VOLUME_BITMAP", error, 2);
+        forgetCalls();
+        EXPECT_FALSE(kept.getVolumeClusterBitmap(true).isValid());
+        EXPECT_EQ(calls("FSCTL_GET_VOLUME_BITMAP"), 2u);
+        clearFaults();
+    }
+    EXPECT_EQ(kept.getVolumeClusterBitmap(false).get(), before.get());
     // More clusters than any file system has: not even the room is asked for.
     for (const ULONGLONG clusters : {(1ull << 35) + 1, 1ull << 63, ~0ull}) {
         model->clusters = clusters;

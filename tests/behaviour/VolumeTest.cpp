@@ -55,6 +55,10 @@ TEST_F(VolumeIdentity, FindsVolumesWithTheOneLetterThatLeadsToThem) {
     EXPECT_EQ(calls("FindFirstVolumeW"), 1u);
     EXPECT_EQ(calls("FindNextVolumeW"), 4u);
     EXPECT_EQ(calls("CreateFileW"), 0u);
+    // The shell has two answers for network drives: connected, and remembered without a connection.
+    failCall("IsNetDrive", 2);
+    EXPECT_TRUE(Volume::findAllVolumes(volumes));
+    EXPECT_EQ(letterOf(volumes[0]), '-') << "C: is not looked up";
 }
 
 TEST_F(VolumeIdentity, FindsNothingWhereThereIsNothing) {
@@ -89,6 +93,13 @@ TEST_F(VolumeIdentity, IsMadeFromALetterInEitherCase) {
     EXPECT_EQ(volume.getDriveType(), static_cast<unsigned>(DRIVE_FIXED));
     EXPECT_EQ(argumentsOf("GetDriveTypeW"), Strings{plain(name(1))});
     EXPECT_EQ(calls("GetVolumePathNamesForVolumeNameW"), 0u);
+
+    // Some Windows refuse to look up a root in this form; the information is read by that root then.
+    failCall("GetVolumeNameForVolumeMountPointW", ERROR_INVALID_NAME);
+    const Volume byRoot('e');
+    EXPECT_TRUE(byRoot.getVolumeGUIDPath().empty());
+    EXPECT_EQ(byRoot.info().volumeName, "Data");
+    EXPECT_EQ(argumentsOf("GetVolumeInformationW"), Strings{"\\\\.\\E:\\"});
 
     // Nobody's letter is one all the same.
     const Volume missing('Q');
@@ -144,6 +155,10 @@ TEST_F(VolumeIdentity, ReadsLongListsOfMountPathsInASecondCall) {
             clearFaults();
         }
     }
+    machine.storage.volumes()[0].mountPointsGrow = true;
+    forgetCalls();
+    EXPECT_EQ(letterOf(Volume(Volume::VolumeGUIDPath, name(1))), '-');
+    EXPECT_EQ(calls("GetVolumePathNamesForVolumeNameW"), 2u) << "no third try";
     failCall("GetVolumePathNamesForVolumeNameW", ERROR_MORE_DATA, 1, /*onwards=*/true);
     forgetCalls();
     EXPECT_EQ(letterOf(Volume(Volume::VolumeGUIDPath, name(1))), '-');

@@ -67,8 +67,10 @@ TEST_F(DriveVolumes, AreThoseWithTheDrivesNumberInTheTableOfItsMedia) {
     EXPECT_EQ(locators(drive()), Strings{"\\\\.\\F:"});
     disk.number->DeviceType = FILE_DEVICE_CD_ROM;
     EXPECT_EQ(locators(drive()), Strings{"\\\\.\\G:"});
-    disk.number->DeviceType = FILE_DEVICE_TAPE;
-    EXPECT_TRUE(drive().volumes().empty());
+    for (const DEVICE_TYPE without : {FILE_DEVICE_TAPE, FILE_DEVICE_DVD}) {
+        disk.number->DeviceType = without;
+        EXPECT_TRUE(drive().volumes().empty()) << without;
+    }
     lines();
 
     // What is neither fixed nor removable has no table; what has no number, no place in one.
@@ -158,6 +160,26 @@ TEST_F(DriveVolumes, OfAFloppyDriveAreMadeWithoutTouchingTheMedium) {
     EXPECT_EQ(calls("GetVolumeInformationW"), 0u);
 }
 
+TEST_F(DriveVolumes, OfOtherDrivesMayTouchTheMedium) {
+    struct Row {
+        Text id;
+        GUID setupClass, interfaceClass;
+    };
+    unsigned number = 0;
+    for (const Row& row : {Row{u"USBSTOR\\SFLOPPY\\1", GUID_DEVCLASS_FLOPPYDISK, GUID_DEVINTERFACE_FLOPPY},
+                           Row{u"FDC\\DISK\\1", GUID_DEVCLASS_DISKDRIVE, GUID_DEVINTERFACE_DISK}}) {
+        const Text volumeId = u"STORAGE\\VOLUME\\" + Text(1, static_cast<char16_t>(u'A' + number++));
+        addDiskDevice(row.id, {volumeId}, row.interfaceClass).classGuid = row.setupClass;
+        simulation::Disk disk;
+        disk.paths = {u"\\\\?\\" + row.id};
+        machine.storage.add(std::move(disk));
+        addUnnamedVolume(volumeId);
+        const WindowsDrive drive(zorText(u"\\\\?\\" + row.id));
+        ASSERT_EQ(drive.volumes().size(), 1u);
+        EXPECT_TRUE(drive.volumes()[0].isMediaAccessAllowed()) << plain(zorText(row.id));
+    }
+}
+
 TEST_F(DriveVolumes, GiveTheDriveItsRoles) {
     addDrive(1);
     simulation::Volume& data = addVolume(1, {u"D:\\"});
@@ -209,6 +231,13 @@ TEST_F(DriveLocking, LocksAllOfThemAndGivesThemBack) {
     EXPECT_EQ(simulation::ledger().count(Resource::VolumeLock), 0u);
     EXPECT_FALSE(disk.unlockVolumes());
     EXPECT_TRUE(lines().empty());
+}
+
+TEST_F(DriveLocking, LooksForNoVolumesToUnlock) {
+    WindowsDrive disk = drive();
+    forgetCalls();
+    EXPECT_TRUE(disk.unlockVolumes());
+    EXPECT_TRUE(callNames().empty());
 }
 
 TEST_F(DriveLocking, UnlocksTheFirstWhenTheSecondIsInUseAndNeverTriesTheThird) {
@@ -351,6 +380,9 @@ TEST_F(DriveSectors, LieInTheClusterCountedFromTheirExtent) {
         {(1ull << 52) + 1024, nowhere()},
     };
     for (const auto& [sector, place] : rows) EXPECT_EQ(convert(disk, sector), place) << sector;
+    // To the last byte of an extent.
+    second.extents = {extent(1, 4 * MiB, 5 * 4096 + 1)};
+    EXPECT_EQ(convert(drive(), 1024 + 5), (Place{true, 1, 1}));
     EXPECT_EQ(convert(WindowsDrive(), 2048), nowhere());
 }
 
@@ -413,8 +445,9 @@ TEST_F(DriveSectors, AreUsedOrFreeOrUnknown) {
     model.openError = 0;
     model.used.clear();
     EXPECT_TRUE(disk.isSectorInUsedCluster(2048 + 8, nullptr).isTrue());
+    const auto old = disk.volumes()[0].getVolumeClusterBitmap(/*refresh=*/false);
     disk.volumes()[0].getVolumeClusterBitmap(/*refresh=*/true);
-    EXPECT_TRUE(disk.isSectorInUsedCluster(2048 + 8, nullptr).isFalse());
+    EXPECT_TRUE(disk.isSectorInUsedCluster(2048 + 8, nullptr).isFalse()) << "whoever holds the old one";
 
     model.bitmapError = ERROR_ACCESS_DENIED;
     WindowsDrive refused = drive();
@@ -449,6 +482,9 @@ TEST_F(DriveSectors, KeepTheirAnswersOverCopiesMovesAndUpdates) {
     model.sectorsPerCluster = 4;
     copy.updateVolumeAttributes();
     EXPECT_TRUE(copy.isSectorInUsedCluster(2056 + 4, nullptr).isFalse());
+    model.number.reset();
+    copy.update(/*flush=*/false);
+    EXPECT_TRUE(copy.isSectorInUsedCluster(2056, nullptr).isUnknown()) << "it has no volumes any more";
 }
 
 // Extents in any order, of any length, over one another: the first that holds the sector counts, whatever was

@@ -292,7 +292,8 @@ private:
             ->add_option("DRIVE", drives.drive,
                          "One of them: its number, its name (PhysicalDrive0), its device\n"
                          "instance ID or its path")
-            ->type_name("");
+            ->type_name("")
+            ->check(notEmpty("a drive"));
         m_drives->add_flag("--map", drives.map, "Draw the drive: its partitions and how full they are")
             ->disable_flag_override();
         m_drives
@@ -304,7 +305,9 @@ private:
     void addSector() {
         SectorRequest& sector = m_request.sector;
         m_sector = addSubcommand("sector", "The volume and cluster in which a sector lies, and its use");
-        m_sector->add_option("DRIVE", sector.drive, "The drive, as for \"sysmira drives\"")->type_name("");
+        m_sector->add_option("DRIVE", sector.drive, "The drive, as for \"sysmira drives\"")
+            ->type_name("")
+            ->check(notEmpty("a drive"));
         m_sector->add_option("SECTOR", sector.sectors, "Numbers of sectors, counted from 0")
             ->expected(0, -1)
             ->type_name("");
@@ -387,7 +390,8 @@ private:
         m_defrag
             ->add_option("VOLUME", m_request.defrag.volume,
                          "Its letter: starts Windows' analysis and waits for it")
-            ->type_name("");
+            ->type_name("")
+            ->check(notEmpty("the letter of a volume"));
     }
 
     void addShell() {

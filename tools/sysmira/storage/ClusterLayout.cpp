@@ -58,6 +58,7 @@ ClusterLayout readClusterLayout(const Volume& volume) {
     layout.clusterSize = sectorSize * volume.info().sectorsPerCluster;
     if (layout.clusterSize == 0) {
         layout.whyUnknown = "the volume does not report the size of its clusters";
+        layout.isUnreadable = true;
         return layout;
     }
     const auto begin = static_cast<Bytes>(extents[0].startingOffset);
@@ -67,6 +68,7 @@ ClusterLayout readClusterLayout(const Volume& volume) {
     if (!first || *first >= length / sectorSize) {
         layout.whyUnknown = "Windows does not report where the clusters of " +
                             printable(volume.info().fileSystemName) + " begin";
+        layout.isUnreadable = true;
         return layout;
     }
     layout.firstCluster = begin + *first * sectorSize;

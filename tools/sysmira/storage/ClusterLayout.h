@@ -8,7 +8,8 @@
 namespace sysmira {
 
 struct ClusterLayout {
-    std::string whyUnknown;  ///< empty when the layout is known
+    std::string whyUnknown;     ///< empty when the layout is known
+    bool isUnreadable = false;  ///< unknown because Windows refuses an answer
     /// Bytes on the disk.
     unsigned long long firstCluster = 0;
     unsigned long long end = 0;

@@ -47,6 +47,7 @@ unsigned long long rankOf(const KnownDrive& drive) {
 }
 
 bool isCalled(const KnownDrive& drive, std::string name) {
+    if (name.empty()) return false;  // a drive without a path has an empty one
     const zor::String text = zor::String::fromUTF8(name);
     if (name == std::to_string(drive.index) || drive.device.getDeviceInstanceId().compareNoCase(text) == 0 ||
         drive.device.getOsLocator().compareNoCase(text) == 0) {

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/System.h"
 #include "tools/sysmira/CommandFailure.h"
 #include "tools/sysmira/Interruption.h"
 #include "tools/sysmira/storage/VolumeFacts.h"
@@ -13,6 +14,19 @@ using libSysmira::Volume;
 using nlohmann::ordered_json;
 
 namespace {
+
+// After Volume::lockVolume, whose last call that matters is the opening or the last try. Windows refuses a
+// lock with ERROR_ACCESS_DENIED while the volume is in use, and the opening for want of rights.
+std::string whyRefused(DWORD error) {
+    switch (error) {
+        case ERROR_ACCESS_DENIED:
+            return "refused: it is in use, or the rights of an administrator are missing";
+        case ERROR_NOT_READY:
+            return "refused: no medium is there";
+        default:
+            return "refused: " + printable(zor::System::getSystemErrorMsg(error).trim());
+    }
+}
 
 // The volumes of a drive, and how far they have come. Unlocks what it has locked when it goes.
 class Locking {
@@ -36,7 +50,8 @@ public:
             if (InterruptionNoted::happened()) return;
             say("locking " + titleOf(entry.volume) + " ... ");
             entry.locked = entry.volume.lockVolume();
-            say(entry.locked ? "locked\n" : "refused, after twelve tries: it is in use\n");
+            const DWORD error = GetLastError();
+            say(entry.locked ? "locked\n" : whyRefused(error) + "\n");
             if (!entry.locked) {
                 m_refused = shortNameOf(entry.volume);
                 return;
@@ -93,12 +108,16 @@ void lockAndUnlock(const KnownDrive& drive, Output& output) {
         output.remark(titleOf(volume) +
                       " lies partly on this drive, but is not one of its volumes: it is not locked");
     }
-    if (locking.empty()) output.remark("the drive has no volumes to lock");
     locking.lock();
     locking.unlock();
     if (output.wantsJson()) output.printDocument(locking.toDocument(drive));
     if (InterruptionNoted::happened()) {
         throw CommandFailure(NotRead, "interrupted; what was locked is unlocked again");
+    }
+    if (locking.empty()) {
+        throw CommandFailure(NotRead, isClosed(drive)
+                                          ? "the drive cannot be opened; its volumes are not known"
+                                          : "the drive has no volumes to lock");
     }
     if (!locking.refused().empty()) {
         throw CommandFailure(NotRead, "the volume " + locking.refused() +

@@ -38,10 +38,13 @@ struct Place {
     const Volume* volume = nullptr;
     std::optional<unsigned long long> cluster;
     zor::TriBool used;
-    std::string reason;  // why `used` is unknown
+    std::string reason;   // why `used` is unknown
+    bool failed = false;  // because something could not be read
 };
 
-std::string whyInNoVolume(const KnownDrive& drive, Sector sector) {
+std::string whyInNoVolume(const KnownDrive& drive, Sector sector, bool& failed) {
+    failed = isClosed(drive);
+    if (failed) return "the drive cannot be opened";
     const Sector count = drive.drive.getSectorCount();
     if (count != 0 && sector >= count) {
         return "the drive ends at sector " + std::to_string(count - 1);
@@ -52,6 +55,7 @@ std::string whyInNoVolume(const KnownDrive& drive, Sector sector) {
         if (volume.getVolumeExtents().empty() || volume.info().bytesPerSector == 0)
             silent += (silent.empty() ? "" : ", ") + shortNameOf(volume);
     }
+    failed = !silent.empty();
     return "no volume of the drive lies there" +
            (silent.empty() ? "" : ", as far as they tell (" + silent + " cannot be read)");
 }
@@ -61,6 +65,7 @@ void findCluster(Place& place) {
     const ClusterLayout layout = readClusterLayout(*place.volume);
     if (!layout.whyUnknown.empty()) {
         place.reason = layout.whyUnknown;
+        place.failed = layout.isUnreadable;
         return;
     }
     const unsigned long long byte = place.sector * place.volume->info().bytesPerSector;
@@ -73,6 +78,7 @@ void findCluster(Place& place) {
     const auto bitmap = place.volume->getVolumeClusterBitmap(/*refresh=*/false);
     if (!bitmap.isValid()) {
         place.reason = "Windows does not report which clusters of the volume are in use";
+        place.failed = true;
     } else if (cluster >= bitmap->size()) {
         place.reason = "the volume counts " + grouped(bitmap->size()) + " clusters only";
     } else {
@@ -86,7 +92,7 @@ Place find(KnownDrive& drive, Sector sector) {
     unsigned volumeIndex = 0;
     unsigned long long fromBeginning = 0;
     if (!drive.drive.convertSectorToVCN(sector, volumeIndex, fromBeginning)) {
-        place.reason = whyInNoVolume(drive, sector);
+        place.reason = whyInNoVolume(drive, sector, place.failed);
         return place;
     }
     place.volume = &drive.drive.volumes()[volumeIndex];
@@ -133,17 +139,22 @@ void runSector(const SectorRequest& request, Output& output) {
     KnownDrive drive = findDrive(request.drive);
     std::string text;
     ordered_json list = ordered_json::array();
+    bool failed = false;
     for (const Sector sector : sectors) {
         const Place place = find(drive, sector);
+        failed = failed || place.failed;
         if (output.wantsJson()) {
             list.push_back(toJson(place));
         } else {
             text += toText(place);
         }
     }
-    if (output.wantsJson())
-        return output.printDocument({{"drive", drive.index}, {"sectors", std::move(list)}});
-    output.print(text);
+    if (output.wantsJson()) {
+        output.printDocument({{"drive", drive.index}, {"sectors", std::move(list)}});
+    } else {
+        output.print(text);
+    }
+    if (failed) throw CommandFailure(NotRead, "not everything that a sector needs could be read");
 }
 
 }  // namespace sysmira
