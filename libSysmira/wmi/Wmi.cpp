@@ -1,6 +1,9 @@
 #include "libSysmira/wmi/Wmi.h"
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
+#include <vector>
 
 #include "support/AssertionFailure.h"
 #include "support/ClassLogger.h"
@@ -36,6 +39,23 @@ public:
 
 private:
     BSTR m_text;
+};
+
+// A plain text that has its length in bytes in front as a BSTR does, for a server that measures what is
+// declared BSTR.
+class MeasuredText {
+public:
+    explicit MeasuredText(const zor::String& text) : m_units(Front + text.size() + 1) {
+        const DWORD bytes = text.size() * DWORD{sizeof(WCHAR)};
+        std::memcpy(m_units.data() + Front - sizeof bytes / sizeof(WCHAR), &bytes, sizeof bytes);
+        std::copy_n(text.getUCS2Buffer(), text.size(), m_units.data() + Front);
+    }
+    BSTR get() { return m_units.data() + Front; }
+
+private:
+    static constexpr std::size_t Front = 4;  // in units; keeps the text aligned as a BSTR is
+
+    std::vector<WCHAR> m_units;
 };
 
 // A text where WMI's declaration says BSTR but the text's own buffer is passed.
@@ -144,10 +164,11 @@ bool WmiNamespace::query(const zor::String& wql, WmiQueryResult& result) const {
 
 bool WmiNamespace::queryForEvents(const zor::String& wql, WmiQueryResult& result) const {
     WMI_ASSERT(m_pServices.isValid());
-    const zor::String language("WQL");
+    MeasuredText language("WQL");
+    MeasuredText text(wql);
     IEnumWbemClassObject* pResultSet = nullptr;
     const HRESULT hr = noted(m_pServices.get()->ExecNotificationQuery(
-        plainText(language), plainText(wql), WBEM_FLAG_RETURN_IMMEDIATELY | WBEM_FLAG_FORWARD_ONLY, nullptr,
+        language.get(), text.get(), WBEM_FLAG_RETURN_IMMEDIATELY | WBEM_FLAG_FORWARD_ONLY, nullptr,
         &pResultSet));
     const ComPointer<IEnumWbemClassObject> adopted(pResultSet);
     if (hr != S_OK) {

@@ -113,10 +113,12 @@ public:
     /// For another namespace make another WmiNamespace.
     bool connect(const zor::String& namespacePath);
     /// Runs a WQL query (IWbemServices::ExecQuery). That the query is wrong may show only at the first
-    /// WmiQueryResult::next. False without a log line.
+    /// WmiQueryResult::next: Windows reads a query that is not waited for after it has accepted it. False
+    /// without a log line. Throws ComError when COM has no memory for the texts, and zor::RaisedException
+    /// when WMI reports success without a result.
     bool query(const zor::String& wql, WmiQueryResult& result) const;
     /// Runs a WQL notification query (IWbemServices::ExecNotificationQuery); failures write a line of
-    /// priority 3.
+    /// priority 3. Unlike query, a wrong text fails at once. Throws zor::RaisedException as query does.
     bool queryForEvents(const zor::String& wql, WmiQueryResult& result) const;
 
 private:
@@ -140,7 +142,10 @@ public:
     WmiCallResult& operator=(WmiCallResult&&) noexcept;
     ~WmiCallResult();
 
-    /// Waits at most `timeoutMs` milliseconds for the call's end (IWbemCallResult::GetResultObject).
+    /// Waits at most `timeoutMs` milliseconds for the call's end (IWbemCallResult::GetResultObject). A wrong
+    /// method's name may show only here, as CallFailed. Throws zor::RaisedException when there is nothing to
+    /// poll (nothing was started, or WMI reported success without a call result), and when a call that ended
+    /// well returns nothing.
     CallResult getCallResult(WmiObject& outParams, DWORD timeoutMs) const;
 
 private:
@@ -189,10 +194,15 @@ public:
     /// A fresh object for the input parameters of a method, to be filled with setProperty. False for a method
     /// that takes none.
     bool getMethodInputParams(const zor::String& method, WmiObject& inParams) const;
-    /// Calls a method and waits for its end (IWbemServices::ExecMethod).
+    /// Calls a method and waits for its end (IWbemServices::ExecMethod). A method that returns nothing, not
+    /// even a return value, is called, and then zor::RaisedException is thrown, since there are no
+    /// out-parameters. Throws ComError when COM has no memory for the texts. False for an object without a
+    /// path, as of a query that names its properties.
     bool execMethod(const zor::String& method, WmiObject& outParams) const;
     bool execMethod(const zor::String& method, const WmiObject& inParams, WmiObject& outParams) const;
-    /// Starts a method without input parameters and returns at once.
+    /// Starts a method without input parameters and returns at once. True with an empty `callResult` on
+    /// systems that report success and start nothing: polling it then throws. Throws ComError as execMethod
+    /// does.
     bool execMethodNonBlocking(const zor::String& method, WmiCallResult& callResult) const;
 
     /// COM's own object, for what this class does not offer: listing properties, values of other types. Null

@@ -15,4 +15,7 @@ bool isInCom();
 /// What it does without COM is then no fault of its own.
 bool isExcusedFromCom();
 
+/// Notes that COM has set the process's security by itself, as it does when the first proxy is made.
+void securityWasSet();
+
 }  // namespace simulation

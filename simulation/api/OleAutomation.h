@@ -18,6 +18,10 @@ void freeBstr(BSTR text, const char* function);
 /// violation (it has no such length), and read up to its NUL. A null pointer is the empty text.
 Text readBstr(const Call& call, const WCHAR* text);
 
+/// The same of a text that need not come from COM, as long as its length stands in front: a text without one
+/// is a violation.
+Text readMeasured(const Call& call, const WCHAR* text);
+
 /// An array of `count` elements, zeroed; of one dimension, or of two (`count` by 1).
 SAFEARRAY* newSafeArray(VARTYPE type, ULONG count, const char* creator, bool twoDimensions = false);
 /// Frees the array and what its elements hold.

@@ -78,7 +78,16 @@ WmiObjectData::Property* WmiObjectData::find(std::u16string_view name) {
 }
 
 const WmiNamespaceModel* wmiNamespace(const Text& nameSpace) {
-    return findNamespace(machine().wmi, nameSpace);
+    if (const auto* const found = findNamespace(machine().wmi, nameSpace)) return found;
+    // Those above one that is there are there too, and have nothing but the system's classes.
+    static const WmiNamespaceModel parent;
+    const Text above = normalNamespace(nameSpace) + u"\\";
+    const auto isChild = [&](const auto& each) {
+        const Text child = normalNamespace(each.first);
+        return above.size() > 1 && equalNoCase(child.substr(0, above.size()), above);
+    };
+    const auto& all = machine().wmi;
+    return std::any_of(all.begin(), all.end(), isChild) ? &parent : nullptr;
 }
 
 WmiObjectData dataOfClass(const Text& nameSpace, const WmiNamespaceModel& model, const WmiClass& wmiClass) {

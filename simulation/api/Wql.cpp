@@ -72,10 +72,17 @@ private:
                 ++m_at;
                 return token;
             }
-            if (m_text[m_at] == u'\\' && ++m_at == m_text.size()) break;
+            if (isEscape()) ++m_at;
             token.text += m_text[m_at];
         }
         return {Token::Kind::Mistake, {}, 0};
+    }
+
+    // A backslash escapes backslashes and quotes alone; before anything else it is itself.
+    bool isEscape() const {
+        if (m_text[m_at] != u'\\' || m_at + 1 == m_text.size()) return false;
+        const char16_t next = m_text[m_at + 1];
+        return next == u'\\' || next == u'"' || next == u'\'';
     }
 
     Token number() {
@@ -466,24 +473,22 @@ bool WqlQuery::matches(const WmiNamespaceModel& model, const WmiObjectData& obje
     return where == nullptr || simulation::matches(model, object, *where);
 }
 
-WmiObjectData WqlQuery::project(WmiObjectData object) const {
+WmiObjectData WqlQuery::project(WmiObjectData object, bool locatable) const {
     if (properties.empty()) return object;
     std::vector<WmiObjectData::Property> kept;
-    bool addressable = false;
-    bool lacksKey = false;
+    bool addressable = locatable;
     const auto isWanted = [&](const Text& name) {
         return std::any_of(properties.begin(), properties.end(),
                            [&](const Text& each) { return equalNoCase(each, name); });
     };
     for (const Text& name : properties) addressable |= isSystemName(name);
     for (auto& property : object.properties) {
-        const bool wanted = isWanted(property.name);
-        lacksKey |= property.key && !wanted;
-        if (wanted) kept.push_back(std::move(property));
+        if (isWanted(property.name)) kept.push_back(std::move(property));
     }
     object.properties = std::move(kept);
-    // A row without its keys has no path, and no row tells of its superclasses.
-    if (lacksKey && !addressable) object.path.reset();
+    // A part of an object has no path unless the caller asks for it (Microsoft, WBEM_FLAG_ENSURE_LOCATABLE),
+    // and no superclasses.
+    if (!addressable) object.path.reset();
     object.ancestors.clear();
     return object;
 }

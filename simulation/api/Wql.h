@@ -27,8 +27,8 @@ struct WqlQuery {
     /// objects are known only when they come).
     bool fits(const WmiNamespaceModel& model, const WmiClass& wmiClass) const;
     bool matches(const WmiNamespaceModel& model, const WmiObjectData& object) const;
-    /// The object as the query's list of properties leaves it.
-    WmiObjectData project(WmiObjectData object) const;
+    /// The object as the query's list of properties leaves it; with its path where the caller asks for that.
+    WmiObjectData project(WmiObjectData object, bool locatable) const;
 };
 
 /// Nothing when the text is no WQL.

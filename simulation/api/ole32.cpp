@@ -59,6 +59,8 @@ bool isInCom() {
     return !state.entries.empty() || (!state.hasLeft && theMultithreadedEntries != 0);
 }
 
+void securityWasSet() { theSecurityIsSet = true; }
+
 bool isExcusedFromCom() { return thisThread().failedSince != 0; }
 
 }  // namespace simulation

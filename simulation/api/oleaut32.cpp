@@ -103,8 +103,9 @@ size_t elementCount(const SAFEARRAY& array) {
 
 // Where an element stands; null when an index is out of bounds. Indices come leftmost dimension first.
 unsigned char* elementAt(const SAFEARRAY& array, const LONG* indices) {
+    // The leftmost index runs fastest (Wine's tests of arrays, run on Windows).
     size_t position = 0;
-    for (USHORT i = array.cDims; i-- > 0;) {
+    for (USHORT i = 0; i < array.cDims; ++i) {
         const SAFEARRAYBOUND& bound = array.rgsabound[i];
         const LONGLONG index = LONGLONG{indices[array.cDims - 1 - i]} - bound.lLbound;
         if (index < 0 || index >= bound.cElements) return nullptr;
@@ -155,6 +156,10 @@ HRESULT copyContent(VARIANT& target, const VARIANT& source, const char* function
             result = copyElement(type, static_cast<unsigned char*>(copy.parray->pvData) + offset,
                                  static_cast<unsigned char*>(array.pvData) + offset, function);
         }
+    } else if (source.vt == VT_BSTR && source.bstrVal == nullptr) {
+        // A null text becomes an empty one (Wine's tests of variants, run on Windows).
+        copy.bstrVal = allocateBstr(nullptr, 0, function);
+        if (copy.bstrVal == nullptr) return E_OUTOFMEMORY;
     } else if (source.vt == VT_BSTR || source.vt == VT_UNKNOWN || source.vt == VT_DISPATCH) {
         result = copyElement(source.vt, &copy.bstrVal, &source.bstrVal, function);
     }
@@ -188,6 +193,14 @@ Text readBstr(const Call& call, const WCHAR* text) {
         return fromWide(text);
     }
     return fromWide(text, prefixOf(const_cast<WCHAR*>(text)) / sizeof(WCHAR));
+}
+
+Text readMeasured(const Call& call, const WCHAR* text) {
+    if (text == nullptr) return {};
+    const Text plain = fromWide(text);
+    if (prefixOf(const_cast<WCHAR*>(text)) != plain.size() * sizeof(WCHAR))
+        ledger().violation(std::string(call.name()) + " was given a text without its length in front");
+    return plain;
 }
 
 SAFEARRAY* newSafeArray(VARTYPE type, ULONG count, const char* creator, bool twoDimensions) {

@@ -132,8 +132,8 @@ private:
         }
         if (!waitUntil(model->events[found].at, timeout)) return WBEM_S_TIMEDOUT;
         m_delivered.insert(found);
-        object = std::make_shared<const WmiObjectData>(
-            m_query.project(dataOfInstance(m_nameSpace, *model, model->events[found].event)));
+        object = std::make_shared<const WmiObjectData>(m_query.project(
+            dataOfInstance(m_nameSpace, *model, model->events[found].event), /*locatable=*/false));
         return WBEM_S_NO_ERROR;
     }
 

@@ -11,9 +11,11 @@ COM_INTERFACE(locatorInterface, Resource::WmiLocator, IWbemLocator);
 
 // The server that a namespace path names: "\\SERVER\root\cimv2". Empty: this one.
 Text serverOf(const Text& path) {
-    if (path.size() < 3 || (path[0] != u'\\' && path[0] != u'/') || path[1] != path[0]) return {};
+    const auto isSlash = [](char16_t unit) { return unit == u'\\' || unit == u'/'; };
+    if (path.size() < 3 || !isSlash(path[0]) || !isSlash(path[1])) return {};
     const Text name = path.substr(2, path.find_first_of(u"\\/", 2) - 2);
-    return name == u"." || equalNoCase(name, machine().name) ? Text() : name;
+    return name == u"." || equalNoCase(name, u"localhost") || equalNoCase(name, machine().name) ? Text()
+                                                                                                : name;
 }
 
 class Locator final : public ComObject<IWbemLocator> {
@@ -47,6 +49,7 @@ public:
         if (found == nullptr) return ends(call, WBEM_E_INVALID_NAMESPACE);
         if (FAILED(found->connectResult)) return call.returns(found->connectResult);
         if (call.distorted(Distortion::NullResult)) return ends(call, WBEM_S_NO_ERROR);
+        securityWasSet();
         *services = newWmiServices(normalNamespace(path), call.name());
         return ends(call, WBEM_S_NO_ERROR);
     }

@@ -219,10 +219,11 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE GetObjectText(LONG flags, BSTR* text) override {
-        static const Function function{"IWbemClassObject::GetObjectText",
-                                       Fails::WithCode,
-                                       {WBEM_E_OUT_OF_MEMORY, WBEM_E_FAILED},
-                                       Distortion::NullResult | Distortion::NothingWritten};
+        static const Function function{
+            "IWbemClassObject::GetObjectText",
+            Fails::WithCode,
+            {WBEM_E_OUT_OF_MEMORY, WBEM_E_FAILED},
+            Distortion::NullResult | Distortion::NothingWritten | Distortion::OtherSuccess};
         Call call(function, flags);
         if (const auto fault = call.fault<HRESULT>()) return *fault;
         if (!isUsable(call)) return ends(call, RPC_E_DISCONNECTED);
@@ -230,7 +231,7 @@ public:
             return ends(call, WBEM_E_INVALID_PARAMETER);
         if (call.distorted(Distortion::NothingWritten)) return ends(call, Success);
         *text = call.distorted(Distortion::NullResult) ? nullptr : newBstr(toMof(*m_data), call.name());
-        return ends(call, Success);
+        return ends(call, call.distorted(Distortion::OtherSuccess) ? WBEM_S_FALSE : Success);
     }
 
     HRESULT STDMETHODCALLTYPE SpawnInstance(LONG flags, IWbemClassObject** instance) override {

@@ -44,6 +44,10 @@ const WmiOutcome& choose(const WmiOutcome& outcome, const WmiObjectData& in) {
     return found != outcome.cases.end() ? *found : outcome;
 }
 
+long long success(const Call& call) {
+    return call.distorted(Distortion::OtherSuccess) ? WBEM_S_FALSE : WBEM_S_NO_ERROR;
+}
+
 class Services final : public ComObject<IWbemServices> {
 public:
     Services(const Text& nameSpace, const char* creator)
@@ -73,9 +77,8 @@ public:
         return ends(call, WBEM_S_NO_ERROR);
     }
 
-    // A text that is no WQL is refused at once, since the query is read before it is run. What running it
-    // shows (no such class or property, a provider that fails) comes with the first Next when the call
-    // returns immediately.
+    // A call that returns immediately succeeds whatever the query's text is; that it is no WQL, that there is
+    // no such class or property, or that a provider fails comes with the first Next.
     HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR text, LONG flags, IWbemContext*,
                                         IEnumWbemClassObject** rows) override {
         static const Function function{"IWbemServices::ExecQuery",
@@ -91,10 +94,9 @@ public:
         if (rows == nullptr || (flags & ~KnownQueryFlags) != 0) return ends(call, WBEM_E_INVALID_PARAMETER);
         if (call.distorted(Distortion::NothingWritten)) return ends(call, WBEM_S_NO_ERROR);
         *rows = nullptr;
+        if (languageName.empty() || wql.empty()) return ends(call, WBEM_E_INVALID_PARAMETER);
         if (!equalNoCase(languageName, u"WQL")) return ends(call, WBEM_E_INVALID_QUERY_TYPE);
-        const auto query = parseWql(wql);
-        if (!query || query->within) return ends(call, WBEM_E_INVALID_QUERY);
-        WmiRows found = run(*query);
+        WmiRows found = run(wql, (flags & WBEM_FLAG_ENSURE_LOCATABLE) != 0);
         found.forwardOnly = (flags & WBEM_FLAG_FORWARD_ONLY) != 0;
         if (FAILED(found.failure) && (flags & WBEM_FLAG_RETURN_IMMEDIATELY) == 0) {
             return call.returns(found.failure);
@@ -103,17 +105,21 @@ public:
         return ends(call, WBEM_S_NO_ERROR);
     }
 
-    // Language and query are declared BSTR, but any text will do here.
+    // Unlike ExecQuery, this reads the query at once. Language and query need not come from COM, but have
+    // their lengths in front.
     HRESULT STDMETHODCALLTYPE ExecNotificationQuery(const BSTR language, const BSTR text, LONG flags,
                                                     IWbemContext*, IEnumWbemClassObject** events) override {
-        static const Function function{"IWbemServices::ExecNotificationQuery",
-                                       Fails::WithCode,
-                                       {WBEM_E_INVALID_QUERY, WBEM_E_ACCESS_DENIED, WBEM_E_OUT_OF_MEMORY,
-                                        WBEM_E_NOT_EVENT_CLASS, WBEM_E_TRANSPORT_FAILURE},
-                                       Distortion::NullResult | Distortion::NothingWritten};
+        static const Function function{
+            "IWbemServices::ExecNotificationQuery",
+            Fails::WithCode,
+            {WBEM_E_INVALID_QUERY, WBEM_E_ACCESS_DENIED, WBEM_E_OUT_OF_MEMORY, WBEM_E_NOT_EVENT_CLASS,
+             WBEM_E_TRANSPORT_FAILURE},
+            Distortion::NullResult | Distortion::NothingWritten | Distortion::OtherSuccess};
         Call call(function, language, text, flags);
         if (const auto fault = call.fault<HRESULT>()) return *fault;
         if (!isUsable(call)) return ends(call, RPC_E_DISCONNECTED);
+        const Text languageName = readMeasured(call, language);
+        const Text wql = readMeasured(call, text);
         // An event query cannot be waited for, nor rewound.
         constexpr LONG Required = WBEM_FLAG_RETURN_IMMEDIATELY | WBEM_FLAG_FORWARD_ONLY;
         if (language == nullptr || text == nullptr || events == nullptr || flags != Required) {
@@ -121,9 +127,9 @@ public:
         }
         if (call.distorted(Distortion::NothingWritten)) return ends(call, WBEM_S_NO_ERROR);
         *events = nullptr;
-        if (!equalNoCase(fromWide(language), u"WQL")) return ends(call, WBEM_E_INVALID_QUERY_TYPE);
-        auto query = parseWql(fromWide(text));
-        if (!query) return ends(call, WBEM_E_INVALID_QUERY);
+        if (!equalNoCase(languageName, u"WQL")) return ends(call, WBEM_E_INVALID_QUERY_TYPE);
+        auto query = parseWql(wql);
+        if (!query) return ends(call, WBEM_E_UNPARSABLE_QUERY);
         const WmiNamespaceModel* const model = wmiNamespace(m_nameSpace);
         const WmiClass* const wmiClass = model != nullptr ? model->findClass(query->className) : nullptr;
         if (wmiClass == nullptr) return ends(call, WBEM_E_INVALID_CLASS);
@@ -135,7 +141,7 @@ public:
         if (!call.distorted(Distortion::NullResult)) {
             *events = newWmiEventEnumerator(m_nameSpace, std::move(*query), call.name());
         }
-        return ends(call, WBEM_S_NO_ERROR);
+        return ends(call, success(call));
     }
 
     // Waiting takes the method's time and gives the out-parameters; returning immediately gives the call
@@ -143,11 +149,12 @@ public:
     HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR path, const BSTR name, LONG flags, IWbemContext*,
                                          IWbemClassObject* in, IWbemClassObject** out,
                                          IWbemCallResult** callResult) override {
-        static const Function function{"IWbemServices::ExecMethod",
-                                       Fails::WithCode,
-                                       {WBEM_E_FAILED, WBEM_E_NOT_FOUND, WBEM_E_ACCESS_DENIED,
-                                        WBEM_E_INVALID_METHOD_PARAMETERS, WBEM_E_PROVIDER_FAILURE},
-                                       Distortion::NullResult | Distortion::NothingWritten};
+        static const Function function{
+            "IWbemServices::ExecMethod",
+            Fails::WithCode,
+            {WBEM_E_FAILED, WBEM_E_NOT_FOUND, WBEM_E_ACCESS_DENIED, WBEM_E_INVALID_METHOD_PARAMETERS,
+             WBEM_E_PROVIDER_FAILURE},
+            Distortion::NullResult | Distortion::NothingWritten | Distortion::OtherSuccess};
         Call call(function, path, name, flags);
         if (const auto fault = call.fault<HRESULT>()) return *fault;
         if (!isUsable(call)) return ends(call, RPC_E_DISCONNECTED);
@@ -161,19 +168,23 @@ public:
         }
         if (call.distorted(Distortion::NothingWritten)) return ends(call, WBEM_S_NO_ERROR);
         Target target;
-        const long long result = findMethod(pathText, methodName, target);
-        if (result != WBEM_S_NO_ERROR) return ends(call, result);
-        if (!accepts(*target.method, given)) return ends(call, WBEM_E_INVALID_METHOD_PARAMETERS);
-        const WmiCallEnd end = run(target, given);
+        long long result = findMethod(pathText, methodName, target);
+        if (result == WBEM_S_NO_ERROR && !accepts(*target.method, given))
+            result = WBEM_E_INVALID_METHOD_PARAMETERS;
+        // What is not waited for has begun well in any case; its end tells what was wrong.
+        if (result != WBEM_S_NO_ERROR && !immediately) return ends(call, result);
+        WmiCallEnd end;
+        end.result = static_cast<HRESULT>(result);
+        if (result == WBEM_S_NO_ERROR) end = run(target, given);
         const bool null = call.distorted(Distortion::NullResult);
         if (immediately) {
             *callResult = null ? nullptr : newWmiCallResult(end, call.name());
-            return ends(call, WBEM_S_NO_ERROR);
+            return ends(call, success(call));
         }
         waitUntil(end.at, Infinite);
         if (FAILED(end.result)) return call.returns(end.result);
         if (out != nullptr) *out = end.out == nullptr || null ? nullptr : newWmiObject(end.out, call.name());
-        return ends(call, WBEM_S_NO_ERROR);
+        return ends(call, success(call));
     }
 
     NOT_IMPLEMENTED(IWbemServices, OpenNamespace,
@@ -230,7 +241,15 @@ private:
         return WBEM_S_NO_ERROR;
     }
 
-    WmiRows run(const WqlQuery& query) const {
+    WmiRows run(const Text& wql, bool locatable) const {
+        const auto query = parseWql(wql);
+        if (query && !query->within) return run(*query, locatable);
+        WmiRows none;
+        none.failure = static_cast<HRESULT>(static_cast<long long>(WBEM_E_INVALID_QUERY));
+        return none;
+    }
+
+    WmiRows run(const WqlQuery& query, bool locatable) const {
         WmiRows found;
         const WmiNamespaceModel* const model = wmiNamespace(m_nameSpace);
         const WmiClass* const wmiClass = model != nullptr ? model->findClass(query.className) : nullptr;
@@ -248,7 +267,8 @@ private:
             if (!model->isA(instance.className, query.className)) continue;
             WmiObjectData data = dataOfInstance(m_nameSpace, *model, instance);
             if (!query.matches(*model, data)) continue;
-            found.rows.push_back(std::make_shared<const WmiObjectData>(query.project(std::move(data))));
+            found.rows.push_back(
+                std::make_shared<const WmiObjectData>(query.project(std::move(data), locatable)));
         }
         return found;
     }
@@ -295,8 +315,12 @@ private:
         end.result = outcome.result;
         end.at = sleptMilliseconds() + outcome.milliseconds;
         if (SUCCEEDED(outcome.result) && !target.method->out.empty()) {
-            end.out = std::make_shared<const WmiObjectData>(
-                dataOfParameters(m_nameSpace, target.method->out, outcome.out, /*isClass=*/false));
+            WmiObjectData out =
+                dataOfParameters(m_nameSpace, target.method->out, outcome.out, /*isClass=*/false);
+            // WMI lists them by name, in whatever order they were declared.
+            std::sort(out.properties.begin(), out.properties.end(),
+                      [](const auto& one, const auto& other) { return upper(one.name) < upper(other.name); });
+            end.out = std::make_shared<const WmiObjectData>(std::move(out));
         }
         return end;
     }

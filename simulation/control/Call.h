@@ -75,6 +75,7 @@ enum class Distortion : unsigned {
     TwoDimensions = 512,   ///< an array of two dimensions
     WideElements = 1024,   ///< an array whose elements take four bytes each
     CountTooLarge = 2048,  ///< a count inside the answer is beyond what came with it
+    OtherSuccess = 4096,   ///< everything was written, and the code is a success other than S_OK
 };
 constexpr unsigned operator|(Distortion one, Distortion other) {
     return static_cast<unsigned>(one) | static_cast<unsigned>(other);

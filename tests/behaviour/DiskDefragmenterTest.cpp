@@ -118,6 +118,12 @@ TEST_F(Defragmenter, SaysWhatKeptItFromTheVolume) {
     }
 }
 
+TEST_F(Defragmenter, AConstructorThatThrowsLeavesNothing) {
+    failCall("CoCreateInstance", REGDB_E_CLASSNOTREG);
+    EXPECT_THROW(DiskDefragmenter('C'), libSysmira::InitializationError);
+    EXPECT_TRUE(simulation::ledger().empty()) << simulation::ledger().describe();
+}
+
 TEST_F(Defragmenter, AFailedStartFailsThatPollAndTheNextStartsAgain) {
     DiskDefragmenter defragmenter('C');
     failCall("IWbemServices::ExecMethod", static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));

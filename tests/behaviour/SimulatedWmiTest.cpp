@@ -114,6 +114,7 @@ TEST_F(SimulatedWmi, EvaluatesWql) {
         {u"select * from Test_Fan where Turns is not null and Case.Rank = 7", "CPU \"1\";"},
         {u"select * from Test_Fan where Turns <> 1", "CPU \"1\";"},  // null is unequal to nothing
         {u"select * from Test_Fan where Id = \"CPU \\\"1\\\"\"", "CPU \"1\";"},
+        {u"select * from Test_Fan where Id = 'a\\b' or Id = 'R\\ear' or Id = 'Rear'", "Rear;"},
         {u"select * from Test_Part where Id like '%[d-f]%R' or Id like 'cpu__1_'", both + "Filter;"},
         {u"select * from Test_Part where Id like 'f[^a-h]%'", "Filter;"},
         {u"select * from Test_Part where __CLASS = 'test_part'", "Filter;"},
@@ -122,25 +123,25 @@ TEST_F(SimulatedWmi, EvaluatesWql) {
     };
     for (const auto& [wql, ids] : table) EXPECT_EQ(ask(services, wql), ids) << toUtf8(wql);
 
-    const std::string refused = "refused " + std::to_string(code(WBEM_E_INVALID_QUERY));
+    // A query that is none is accepted, and the first row fails.
+    const std::string failed = "failed " + std::to_string(code(WBEM_E_INVALID_QUERY));
+    EXPECT_EQ(ask(services, u""), "refused " + std::to_string(code(WBEM_E_INVALID_PARAMETER)));
     for (const Text wql :
-         {u"", u"select", u"select * from", u"select * from Nothing where",
-          u"select * from Test_Fan where Rpm =", u"select * from Test_Fan order by Id",
-          u"select count(*) from Test_Fan", u"select *, Id from Test_Fan",
-          u"select * from Test_Fan where (Rpm = 1", u"select * from Test_Fan where Id = 'open",
-          u"select * from Test_Fan where Rpm < null", u"select * from Test_Fan where Id like 5",
-          u"select * from Test_Fan where Rpm = 1x", u"select * from Test_Fan within 5",
-          u"select * from Test_Fan where Rpm", u"associators of {Test_Fan.Id='1'}",
-          u"delete * from Test_Fan"}) {
-        EXPECT_EQ(ask(services, wql), refused) << toUtf8(wql);
+         {u"select", u"select * from", u"select * from Nothing where", u"select * from Test_Fan where Rpm =",
+          u"select * from Test_Fan order by Id", u"select count(*) from Test_Fan",
+          u"select *, Id from Test_Fan", u"select * from Test_Fan where (Rpm = 1",
+          u"select * from Test_Fan where Id = 'open", u"select * from Test_Fan where Rpm < null",
+          u"select * from Test_Fan where Id like 5", u"select * from Test_Fan where Rpm = 1x",
+          u"select * from Test_Fan within 5", u"select * from Test_Fan where Rpm",
+          u"associators of {Test_Fan.Id='1'}", u"delete * from Test_Fan"}) {
+        EXPECT_EQ(ask(services, wql), failed) << toUtf8(wql);
     }
     const Text deep = u"select * from Test_Fan where " + Text(100000, u'(') + u"Rpm = 1" + Text(100000, u')');
-    EXPECT_EQ(ask(services, deep), refused);
+    EXPECT_EQ(ask(services, deep), failed);
 
     // What only running the query shows comes with the first row.
     EXPECT_EQ(ask(services, u"select * from Nothing"),
               "failed " + std::to_string(code(WBEM_E_INVALID_CLASS)));
-    const std::string failed = "failed " + std::to_string(code(WBEM_E_INVALID_QUERY));
     for (const Text wql :
          {u"select Color from Test_Fan", u"select * from Test_Fan where Color = 1",
           u"select * from Test_Fan where Rpm = 'many'", u"select * from Test_Fan where Raw = 1",
@@ -151,6 +152,68 @@ TEST_F(SimulatedWmi, EvaluatesWql) {
     CoUninitialize();
     EXPECT_EQ(ledger().describe(), "");
     EXPECT_EQ(ledger().violations(), "");
+}
+
+TEST_F(SimulatedWmi, AConnectionSetsTheProcessesSecurity) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    IWbemServices* const services = connect();
+    EXPECT_EQ(CoInitializeSecurity(nullptr, -1, nullptr, nullptr, 4, 3, nullptr, 0, nullptr), RPC_E_TOO_LATE);
+    services->Release();
+    CoUninitialize();
+}
+
+TEST_F(SimulatedWmi, ARowOfChosenPropertiesHasAPathWhenItIsAskedFor) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    IWbemServices* const services = connect();
+    const BSTR language = SysAllocString(L"WQL");
+    const BSTR text = SysAllocString(L"select Id, Rpm from Test_Fan where Id = 'Rear'");
+    for (const LONG locatable : {LONG{0}, LONG{WBEM_FLAG_ENSURE_LOCATABLE}}) {
+        IEnumWbemClassObject* rows = nullptr;
+        IWbemClassObject* row = nullptr;
+        ULONG returned = 0;
+        ASSERT_EQ(services->ExecQuery(language, text, locatable, nullptr, &rows), S_OK);
+        ASSERT_EQ(rows->Next(Infinite, 1, &row, &returned), S_OK);
+        VARIANT path;
+        VariantInit(&path);
+        EXPECT_EQ(row->Get(L"__PATH", 0, &path, nullptr, nullptr), S_OK);
+        EXPECT_EQ(path.vt, locatable == 0 ? VT_NULL : VT_BSTR);
+        VariantClear(&path);
+        row->Release();
+        rows->Release();
+    }
+    SysFreeString(language);
+    SysFreeString(text);
+    services->Release();
+    CoUninitialize();
+    EXPECT_EQ(ledger().describe() + ledger().violations(), "");
+}
+
+TEST_F(SimulatedWmi, ArraysAndTextsAreCopiedAsAutomationDoes) {
+    SAFEARRAYBOUND bounds[] = {{2, 0}, {3, 0}};
+    SAFEARRAY* const array = SafeArrayCreate(VT_I4, 2, bounds);
+    ASSERT_NE(array, nullptr);
+    LONG value = 0;
+    for (LONG right = 0; right < 3; ++right) {
+        for (LONG left = 0; left < 2; ++left) {
+            LONG indices[] = {left, right};
+            EXPECT_EQ(SafeArrayPutElement(array, indices, &value), S_OK);
+            ++value;
+        }
+    }
+    // The leftmost index runs fastest.
+    for (LONG i = 0; i < 6; ++i) EXPECT_EQ(static_cast<const LONG*>(array->pvData)[i], i);
+    EXPECT_EQ(SafeArrayDestroy(array), S_OK);
+
+    VARIANT null, copy;
+    VariantInit(&null);
+    VariantInit(&copy);
+    null.vt = VT_BSTR;
+    null.bstrVal = nullptr;
+    EXPECT_EQ(VariantCopy(&copy, &null), S_OK);
+    ASSERT_NE(copy.bstrVal, nullptr);
+    EXPECT_EQ(SysStringLen(copy.bstrVal), 0u);
+    VariantClear(&copy);
+    EXPECT_EQ(ledger().describe() + ledger().violations(), "");
 }
 
 TEST_F(SimulatedWmi, FindsWhatItsPathsName) {
@@ -310,9 +373,13 @@ TEST_F(SimulatedWmi, TakesSimulatedTimeForMethodsAndEvents) {
     IWbemServices* const services = connect();
     IEnumWbemClassObject* events = nullptr;
     const auto listen = [&](const WCHAR* wql) {
-        return services->ExecNotificationQuery(const_cast<BSTR>(L"WQL"), const_cast<BSTR>(wql),
-                                               WBEM_FLAG_RETURN_IMMEDIATELY | WBEM_FLAG_FORWARD_ONLY, nullptr,
-                                               &events);
+        const BSTR language = SysAllocString(L"WQL");
+        const BSTR text = SysAllocString(wql);
+        const HRESULT result = services->ExecNotificationQuery(
+            language, text, WBEM_FLAG_RETURN_IMMEDIATELY | WBEM_FLAG_FORWARD_ONLY, nullptr, &events);
+        SysFreeString(language);
+        SysFreeString(text);
+        return result;
     };
     EXPECT_EQ(listen(L"select * from Test_Fan within 1"), code(WBEM_E_NOT_EVENT_CLASS));
     EXPECT_EQ(listen(L"select * from __InstanceCreationEvent"), code(0x80042002));

@@ -184,7 +184,8 @@ TEST_F(WmiCommand, FailuresAreOneSentenceWithTheCodeAndItsName) {
          "the namespace \"root/nowhere\" cannot be opened: 0x8004100E (WBEM_E_INVALID_NAMESPACE)."},
         {{"root/cimv2", "select * from Fan where"},
          1,
-         "the query \"select * from Fan where\" cannot be run: 0x80041017 (WBEM_E_INVALID_QUERY)."},
+         "the objects of the query \"select * from Fan where\" cannot be read: 0x80041017 "
+         "(WBEM_E_INVALID_QUERY)."},
         {{"root/cimv2", "select * from Nothing"},
          1,
          "the objects of the query \"select * from Nothing\" cannot be read: 0x80041010 "

@@ -132,6 +132,35 @@ protected:
 
 // COM
 
+TEST_F(Wmi, EachClassReleasesTheConnectionFirstAndLeavesComLast) {
+    WmiNamespace wmi;
+    ASSERT_TRUE(wmi.connect("root\\cimv2"));
+    auto result = std::make_unique<WmiQueryResult>();
+    auto object = std::make_unique<WmiObject>();
+    ASSERT_TRUE(wmi.query(Fans, *result));
+    ASSERT_TRUE(result->next(*object, Infinite));
+    forgetCalls();
+    object.reset();
+    EXPECT_EQ(callNames(),
+              (Strings{"IWbemServices::Release", "IWbemClassObject::Release", "CoUninitialize"}));
+    forgetCalls();
+    result.reset();
+    EXPECT_EQ(callNames(),
+              (Strings{"IWbemServices::Release", "IEnumWbemClassObject::Release", "CoUninitialize"}));
+    {
+        WmiNamespace other;
+        ASSERT_TRUE(other.connect("root\\cimv2"));
+        forgetCalls();
+    }
+    EXPECT_EQ(callNames(), (Strings{"IWbemServices::Release", "IWbemLocator::Release", "CoUninitialize"}));
+}
+
+TEST_F(Wmi, AnAssignedObjectHasTheConnectionToo) {
+    WmiObject assigned, out;
+    assigned = first(Fans);
+    EXPECT_TRUE(assigned.execMethod("Stop", out));
+}
+
 TEST_F(Wmi, EntersComThenAsksForTheLocatorAndLeavesInReverse) {
     { const WmiNamespace wmi; }
     EXPECT_EQ(callNames(), (Strings{"CoInitializeEx", "CoInitializeSecurity", "CoCreateInstance",
@@ -291,8 +320,6 @@ TEST_F(Wmi, AWrongQueryFailsWithoutALine) {
     WmiQueryResult result;
     WmiObject object;
     ASSERT_TRUE(wmi.connect("root\\cimv2"));
-    EXPECT_FALSE(wmi.query("select * from Test_Fan where", result));
-    EXPECT_EQ(getLastWmiResult(), code(WBEM_E_INVALID_QUERY));
     failCall("IWbemServices::ExecQuery", WBEM_S_PARTIAL_RESULTS);
     EXPECT_FALSE(wmi.query(Fans, result)) << "only S_OK is success";
     EXPECT_EQ(logTexts(), Strings{});
@@ -304,6 +331,10 @@ TEST_F(Wmi, AWrongQueryFailsWithoutALine) {
     EXPECT_TRUE(wmi.query("select * from Test_Nothing", result));
     EXPECT_FALSE(result.next(object, Infinite));
     EXPECT_EQ(logTexts(), (Strings{"455 nextNoWait failed: -2147217392"}));
+    // So does a text that is no query.
+    EXPECT_TRUE(wmi.query("select * from Test_Fan where", result));
+    EXPECT_FALSE(result.next(object, Infinite));
+    EXPECT_EQ(getLastWmiResult(), code(WBEM_E_INVALID_QUERY));
 }
 
 TEST_F(Wmi, TextsGoOutAsRealBstrsAndComeBackWhenMemoryLacks) {
@@ -333,6 +364,7 @@ TEST_F(Wmi, EventsComInTheirTimeAndATimeOutIsNoFailure) {
     ASSERT_TRUE(wmi.queryForEvents(FanEvents, events));
     EXPECT_EQ(argumentsOf("IWbemServices::ExecNotificationQuery"),
               (Strings{"WQL, " + plain(FanEvents) + ", 48"}));
+    EXPECT_EQ(calls("SysAllocStringLen"), 0u) << "texts of its own, with their length in front";
     EXPECT_FALSE(events.next(event, 0));
     EXPECT_FALSE(events.next(event, 999));
     EXPECT_EQ(getLastWmiResult(), WBEM_S_TIMEDOUT);
@@ -352,7 +384,7 @@ TEST_F(Wmi, AWrongEventQueryIsLogged) {
     WmiQueryResult events;
     ASSERT_TRUE(wmi.connect("root\\cimv2"));
     EXPECT_FALSE(wmi.queryForEvents("select events please", events));
-    EXPECT_EQ(logTexts(), (Strings{"555 queryForEvents failed: -2147217385"}));
+    EXPECT_EQ(logTexts(), (Strings{"555 queryForEvents failed: -2147217320"}));
     EXPECT_EQ(log[0].logger, "libSysmira.Wmi");
     EXPECT_EQ(log[0].priority, 3);
     zor::LogFactory::setPriority(4);
@@ -590,6 +622,9 @@ TEST_F(WmiProperties, TheObjectAsText) {
     EXPECT_NE(mof.find("Rpm = 1200;"), std::string::npos) << mof;
     failCall("IWbemClassObject::GetObjectText", WBEM_S_FALSE);
     EXPECT_EQ(plain(fan.toString()), "");
+    clearFaults();
+    distort("IWbemClassObject::GetObjectText", Distortion::OtherSuccess);
+    EXPECT_EQ(plain(fan.toString()), "") << "only 0 is success";
     EXPECT_EQ(plain(WmiObject().toString()), "");
 }
 
@@ -664,6 +699,13 @@ TEST_F(WmiMethods, AMethodWithoutParametersIsWaitedFor) {
     EXPECT_FALSE(fan.execMethod("Start", out));
     failCall("IWbemServices::ExecMethod", WBEM_S_FALSE);
     EXPECT_FALSE(fan.execMethod("Stop", out)) << "only 0 is success";
+    clearFaults();
+    distort("IWbemServices::ExecMethod", Distortion::OtherSuccess, 1, true);
+    WmiCallResult call;
+    WmiObject untouched;
+    EXPECT_FALSE(fan.execMethod("Stop", untouched));
+    EXPECT_EQ(untouched.getObject(), nullptr);
+    EXPECT_FALSE(fan.execMethodNonBlocking("Stop", call));
     EXPECT_EQ(log.size(), 0u);
 }
 
@@ -690,7 +732,10 @@ TEST_F(WmiMethods, AStartedCallIsPolledUntilItEnds) {
     EXPECT_EQ(failing.getCallResult(out, 0), WmiCallResult::CallPending);
     EXPECT_EQ(failing.getCallResult(out, 100), WmiCallResult::CallFailed);
     EXPECT_EQ(getLastWmiResult(), code(WBEM_E_PROVIDER_FAILURE));
-    EXPECT_FALSE(fan.execMethodNonBlocking("Start", failing));
+    // That there is no such method shows at the call's end.
+    ASSERT_TRUE(fan.execMethodNonBlocking("Start", failing));
+    EXPECT_EQ(failing.getCallResult(out, 0), WmiCallResult::CallFailed);
+    EXPECT_TRUE(FAILED(getLastWmiResult()));
 }
 
 TEST_F(WmiMethods, SuccessWithNothingEndsInAnAssertionOrAFailure) {
