@@ -58,9 +58,19 @@ EventLogSearchParams paramsOf(const EventsRequest& request) {
     return params;
 }
 
+// The library's report has UTC, unmarked.
+void replaceTime(std::string& report, unsigned generated) {
+    const std::string label = "Event Time      : ";
+    const std::size_t begin = report.find(label);
+    if (begin == std::string::npos) return;
+    const std::size_t time = begin + label.size();
+    report.replace(time, report.find('\n', time) - time, localTimeText(localTime(generated)));
+}
+
 std::string toText(EventLogParser& parser, bool withMessage) {
     std::string text = printableReport(parser.toString(/*withMessage=*/false, /*indent=*/0),
                                        {{"Event Source    : ", parser.getSource()}});
+    replaceTime(text, parser.getTimeGenerated());
     if (withMessage) {
         const std::string label = "Event Message   : ";
         const std::string message = messageText(parser.getEventMessage());
