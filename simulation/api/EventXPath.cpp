@@ -9,7 +9,8 @@ namespace {
 
 enum class Operator { Equal, Unequal, Less, LessOrEqual, Greater, GreaterOrEqual };
 
-constexpr size_t MostComparisons = 32;
+// Microsoft, Consuming Events: an XPath query has at most 20 expressions.
+constexpr size_t MostComparisons = 20;
 constexpr unsigned DeepestNesting = 32;
 
 }  // namespace
@@ -18,9 +19,9 @@ constexpr unsigned DeepestNesting = 32;
 using XPathNumber = long double;
 
 struct XPathExpression {
-    enum class Kind { Or, And, Not, Compare, Exists, Position, Band, TimeDiff, Literal, Number };
+    enum class Kind { Or, And, Compare, Exists, Position, Band, TimeDiff, Literal, Number };
     Kind kind = Kind::Literal;
-    // Or, And, Not: all of them; Compare: left and right.
+    // Or, And: all of them; Compare: left and right.
     std::vector<std::shared_ptr<const XPathExpression>> parts;
     Operator comparison = Operator::Equal;
     // Exists: the path itself; Band and TimeDiff: that of the first argument.
@@ -270,14 +271,6 @@ private:
             const Expression inner = either(depth + 1);
             return inner != nullptr && take(u")") ? inner : nullptr;
         }
-        if (takeFunction(u"not")) {
-            const Expression inner = either(depth + 1);
-            if (inner == nullptr || !isPredicate(*inner) || inner->kind == Kind::Number || !take(u")"))
-                return nullptr;
-            expression->kind = Kind::Not;
-            expression->parts = {inner};
-            return expression;
-        }
         if (takeFunction(u"position")) {
             expression->kind = Kind::Position;
             return take(u")") ? expression : nullptr;
@@ -451,8 +444,6 @@ private:
                 return std::any_of(expression.parts.begin(), expression.parts.end(), holdsHere);
             case Kind::And:
                 return std::all_of(expression.parts.begin(), expression.parts.end(), holdsHere);
-            case Kind::Not:
-                return !holdsHere(expression.parts[0]);
             case Kind::Exists:
                 return any(node, expression.path, 0, [](const Node&) { return true; });
             case Kind::Number:
@@ -524,7 +515,7 @@ bool visitAll(const EventElement& event, const std::vector<XPathStep>& steps, UL
 }  // namespace
 
 std::optional<EventXPath> EventXPath::parseQuery(std::u16string_view text) {
-    auto steps = parseSteps(text.empty() ? u"*" : text);
+    auto steps = parseSteps(text);
     if (!steps) return std::nullopt;
     EventXPath query;
     query.m_steps = std::move(*steps);

@@ -5,9 +5,10 @@
 //     *[EventData[Data[@Name='DiskFriendlyName']='Nordlicht']]
 //     Event/EventData/Data[@Name='HardwareID']
 //
-// Child and attribute steps, * and @*, text(), predicates (also positions), or, and, not(), parentheses,
+// Child and attribute steps, * and @*, text(), predicates (also positions), or, and, parentheses,
 // = != < <= > >=, texts, numbers, band, timediff and position. One side of a comparison is a literal, a
-// filter has at most 32 comparisons. Anything else is no query.
+// filter has at most 20 comparisons. Anything else is no query: Microsoft's list of functions (position,
+// band, timediff) has no not().
 #pragma once
 
 #include <memory>
@@ -29,7 +30,7 @@ struct XPathStep {
 
 class EventXPath {
 public:
-    /// Nothing when the text is no query. An empty one selects every event, as "*" does.
+    /// Nothing when the text is no query; an empty text is none.
     static std::optional<EventXPath> parseQuery(std::u16string_view text);
     /// A path to one value, as render contexts take it.
     static std::optional<EventXPath> parsePath(std::u16string_view text);

@@ -57,10 +57,10 @@ const std::vector<long long> countCodes = {ERROR_INVALID_HANDLE, RPC_S_SERVER_UN
 
 BOOL tellNumber(Call& call, HANDLE handle, PDWORD number, DWORD (*ask)(const ClassicLog&)) {
     if (const auto fault = call.fault<BOOL>()) return *fault;
+    if (number == nullptr) return call.fails<BOOL>(ERROR_INVALID_PARAMETER);
     const OpenLog* const open = openLogs().find(handle, call.name());
     const ClassicLog* const log = open != nullptr ? logOf(*open) : nullptr;
     if (log == nullptr) return call.fails<BOOL>(ERROR_INVALID_HANDLE);
-    if (number == nullptr) return call.fails<BOOL>(ERROR_INVALID_PARAMETER);
     if (!call.distorted(Distortion::NothingWritten)) *number = ask(*log);
     return call.returns<BOOL>(TRUE);
 }
@@ -78,8 +78,8 @@ SIMULATED(HANDLE, WINAPI, OpenEventLogW, (LPCWSTR server, LPCWSTR name)) {
                                     ERROR_EVENTLOG_FILE_CORRUPT}};
     Call call(function, name);
     if (const auto fault = call.fault<HANDLE>()) return *fault;
-    if (server != nullptr && *server != 0) return call.fails<HANDLE>(RPC_S_SERVER_UNAVAILABLE);
     if (name == nullptr || *name == 0) return call.fails<HANDLE>(ERROR_INVALID_PARAMETER);
+    if (server != nullptr && *server != 0) return call.fails<HANDLE>(RPC_S_SERVER_UNAVAILABLE);
     // A log that is not registered: the Application log is opened in its place.
     auto& logs = machine().events.classic;
     auto found = logs.find(fromWide(name));
@@ -111,12 +111,14 @@ SIMULATED(BOOL, WINAPI, ReadEventLogW,
             Distortion::NoTerminator};
     Call call(function, flags, offset, size);
     if (const auto fault = call.fault<BOOL>()) return *fault;
-    OpenLog* const open = openLogs().find(handle, call.name());
-    ClassicLog* const log = open != nullptr ? logOf(*open) : nullptr;
-    if (log == nullptr) return call.fails<BOOL>(ERROR_INVALID_HANDLE);
+    // Wine's tests of the event log, run on Windows: arguments are checked before the handle, and leave the
+    // counts alone.
     const bool valid = hasOne(flags, OneOrigin) && hasOne(flags, OneDirection) && buffer != nullptr &&
                        read != nullptr && needed != nullptr && size <= LargestRead;
     if (!valid) return call.fails<BOOL>(ERROR_INVALID_PARAMETER);
+    OpenLog* const open = openLogs().find(handle, call.name());
+    ClassicLog* const log = open != nullptr ? logOf(*open) : nullptr;
+    if (log == nullptr) return call.fails<BOOL>(ERROR_INVALID_HANDLE);
     *read = 0;
     *needed = 0;
     if (open->clearings != log->clearings()) return call.fails<BOOL>(ERROR_EVENTLOG_FILE_CHANGED);

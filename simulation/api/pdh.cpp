@@ -66,16 +66,18 @@ bool hasInstance(const CounterObject& object, const Text& instance, size_t ordin
     return static_cast<size_t>(count) > ordinal;
 }
 
-// "\object(instance)\counter", with "\\machine" in front or not.
+// "\object(instance)\counter", with "\\machine" in front or not. The target of a missing instance is filled
+// in.
 DWORD resolve(LPCWSTR path, Target& target) {
     Text text = fromWide(path);
+    if (text.empty()) return PDH_INVALID_ARGUMENT;
     if (text.compare(0, 2, u"\\\\") == 0) {
         const size_t end = text.find(u'\\', 2);
         if (end == Text::npos) return PDH_CSTATUS_BAD_COUNTERNAME;
         if (!isOwnMachine(text.substr(2, end - 2))) return PDH_CSTATUS_NO_MACHINE;
         text.erase(0, end);
     }
-    if (text.empty() || text[0] != u'\\') return PDH_CSTATUS_BAD_COUNTERNAME;
+    if (text[0] != u'\\') return PDH_CSTATUS_BAD_COUNTERNAME;
     const size_t objectEnd = text.find_first_of(u"(\\", 1);
     if (objectEnd == Text::npos || objectEnd == 1) return PDH_CSTATUS_BAD_COUNTERNAME;
     const bool inBrackets = text[objectEnd] == u'(';
@@ -166,11 +168,14 @@ SIMULATED_PLAIN(PDH_STATUS, WINAPI, PdhLookupPerfNameByIndexW,
                                    sizeDistortions};
     Call call(function, index, size != nullptr ? *size : 0);
     if (const auto fault = call.fault<PDH_STATUS>()) return *fault;
-    if (!isRoom(buffer, size)) return call.fails<PDH_STATUS>(PDH_INVALID_ARGUMENT);
+    const Text* const name = model().ownNames().nameOf(index);
+    const bool nameless = index == 0 && name == nullptr && size != nullptr && *size != 0;
+    if (!nameless && !isRoom(buffer, size)) return call.fails<PDH_STATUS>(PDH_INVALID_ARGUMENT);
     if (machineName != nullptr && !isOwnMachine(fromWide(machineName))) {
         return call.fails<PDH_STATUS>(PDH_CSTATUS_NO_MACHINE);
     }
-    const Text* const name = model().ownNames().nameOf(index);
+    // Wine's tests of pdh, run on Windows: index 0 succeeds and leaves buffer and size alone.
+    if (nameless) return call.returns<PDH_STATUS>(ERROR_SUCCESS);
     if (name == nullptr) return call.fails<PDH_STATUS>(PDH_INVALID_ARGUMENT);
     return call.returns(toStatus(giveUnits(call, *name + u'\0', buffer, size)));
 }
@@ -283,9 +288,12 @@ SIMULATED_PLAIN(PDH_STATUS, WINAPI, PdhAddCounterW,
     if (owner == nullptr) return call.fails<PDH_STATUS>(PDH_INVALID_HANDLE);
     CounterState state;
     const DWORD status = resolve(path, state.target);
-    if (status != ERROR_SUCCESS) return call.fails<PDH_STATUS>(status);
+    // Microsoft, PdhAddCounter: an instance that is missing is no error; it may come.
+    const bool mayCome = status == PDH_CSTATUS_NO_INSTANCE && !state.target.instance.empty();
+    // Wine's tests of pdh, run on Windows: a counter that cannot be added is nulled.
+    if (!call.distorted(Distortion::NothingWritten)) *counter = nullptr;
+    if (status != ERROR_SUCCESS && !mayCome) return call.fails<PDH_STATUS>(status);
     if (call.distorted(Distortion::NothingWritten)) return call.returns<PDH_STATUS>(ERROR_SUCCESS);
-    *counter = nullptr;
     if (call.distorted(Distortion::NullResult)) return call.returns<PDH_STATUS>(ERROR_SUCCESS);
     *counter = counters().add(std::make_unique<CounterState>(std::move(state)), call.name());
     owner->counters.push_back(*counter);
@@ -333,13 +341,15 @@ SIMULATED_PLAIN(PDH_STATUS, WINAPI, PdhGetFormattedCounterValue,
         value->CStatus = PDH_CSTATUS_NO_INSTANCE;
         return call.fails<PDH_STATUS>(PDH_INVALID_DATA);
     }
-    if (state->collections == 0 || (rate && !state->lastButOneThere)) {
+    // Wine's tests of pdh, run on Windows: what is no rate has a value before the first collection.
+    if (rate && !state->lastButOneThere) {
         value->CStatus = PDH_CSTATUS_INVALID_DATA;
         return call.fails<PDH_STATUS>(PDH_INVALID_DATA);
     }
     if (call.distorted(Distortion::NothingWritten)) return call.returns<PDH_STATUS>(ERROR_SUCCESS);
     using Long = std::numeric_limits<LONG>;
-    switch (format) {
+    constexpr DWORD modifiers = PDH_FMT_NOSCALE | PDH_FMT_1000 | PDH_FMT_NOCAP100;
+    switch (format & ~modifiers) {
         case PDH_FMT_LONG:
             // What does not fit is cut to the greatest number that does.
             value->longValue =

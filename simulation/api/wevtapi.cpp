@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 
+#include "simulation/api/EventQuery.h"
 #include "simulation/api/EventRendering.h"
 #include "simulation/api/EventXPath.h"
 #include "simulation/api/MessageText.h"
@@ -16,9 +17,11 @@ namespace simulation {
 namespace {
 
 struct OpenQuery {
-    Text channel;
-    EventXPath filter;
-    bool reverse;
+    Text channel;  // the first
+    std::vector<EventSelector> selectors;
+    bool reverse = false;
+    // Of a query on several channels: what they selected when it was opened, by time.
+    std::optional<EventChannel> merged = std::nullopt;
     size_t next = 0;  // place among the channel's events in the query's direction
 };
 
@@ -52,8 +55,43 @@ ULONGLONG currentTicks() {
     return ULONGLONG{now.dwHighDateTime} << 32 | now.dwLowDateTime;
 }
 
+const EventChannel* channelOf(const OpenQuery& query) {
+    return query.merged ? &*query.merged : findChannel(query.channel);
+}
+
 bool isSelected(const OpenQuery& query, const ChannelEvent& event) {
-    return query.filter.selectsAll() || query.filter.matches(event.tree(), currentTicks());
+    if (query.merged) return true;
+    if (query.selectors.size() == 1 && query.selectors[0].filter.selectsAll()) return true;
+    return isSelected(query.selectors, query.channel, event.tree(), currentTicks());
+}
+
+// What opening a query finds wrong with its channels.
+DWORD checkChannels(const std::vector<EventSelector>& selectors) {
+    for (const EventSelector& each : selectors) {
+        const EventChannel* const channel = findChannel(each.channel);
+        if (channel == nullptr) return ERROR_EVT_CHANNEL_NOT_FOUND;
+        if (channel->queryError != 0) return channel->queryError;
+    }
+    return ERROR_SUCCESS;
+}
+
+std::optional<EventChannel> merge(const std::vector<EventSelector>& selectors) {
+    std::vector<Text> channels;
+    for (const EventSelector& each : selectors) {
+        const auto same = [&](const Text& name) { return equalNoCase(name, each.channel); };
+        if (std::none_of(channels.begin(), channels.end(), same)) channels.push_back(each.channel);
+    }
+    if (channels.size() == 1) return std::nullopt;
+    EventChannel merged;
+    for (const Text& name : channels) {
+        for (const ChannelEvent& event : findChannel(name)->events) {
+            if (isSelected(selectors, name, event.tree(), currentTicks())) merged.events.push_back(event);
+        }
+    }
+    std::stable_sort(
+        merged.events.begin(), merged.events.end(),
+        [](const ChannelEvent& one, const ChannelEvent& other) { return one.time < other.time; });
+    return merged;
 }
 
 const ChannelEvent& eventAt(const OpenQuery& query, const EventChannel& channel, size_t place) {
@@ -170,18 +208,21 @@ SIMULATED_PLAIN(EVT_HANDLE, WINAPI, EvtQuery,
         EvtQueryChannelPath | EvtQueryFilePath | bothDirections | EvtQueryTolerateQueryErrors;
     const bool oneSource = ((flags & EvtQueryChannelPath) != 0) != ((flags & EvtQueryFilePath) != 0);
     if (session != nullptr) return call.fails<EVT_HANDLE>(ERROR_INVALID_HANDLE);
-    if (!oneSource || (flags & ~known) != 0 || (flags & bothDirections) == bothDirections || path == nullptr)
+    const Text text = query != nullptr ? fromWide(query) : Text(u"*");
+    // A structured query names its channels itself.
+    if (!oneSource || (flags & ~known) != 0 || (flags & bothDirections) == bothDirections ||
+        (path == nullptr && !isStructuredQuery(text)))
         return call.fails<EVT_HANDLE>(ERROR_INVALID_PARAMETER);
     if ((flags & EvtQueryFilePath) != 0) return call.fails<EVT_HANDLE>(ERROR_FILE_NOT_FOUND);
-    const auto filter = EventXPath::parseQuery(fromWide(query));
-    if (!filter) return call.fails<EVT_HANDLE>(ERROR_EVT_INVALID_QUERY);
-    const auto channel = machine().events.channels.find(fromWide(path));
-    if (channel == machine().events.channels.end())
-        return call.fails<EVT_HANDLE>(ERROR_EVT_CHANNEL_NOT_FOUND);
-    if (channel->second.queryError != 0) return call.fails<EVT_HANDLE>(channel->second.queryError);
-    const bool reverse = (flags & EvtQueryReverseDirection) != 0;
-    return call.returns(
-        queries().add(std::make_unique<OpenQuery>(OpenQuery{channel->first, *filter, reverse}), call.name()));
+    auto selectors = parseEventQuery(path != nullptr ? fromWide(path) : Text(), text);
+    if (!selectors) return call.fails<EVT_HANDLE>(ERROR_EVT_INVALID_QUERY);
+    if (const DWORD error = checkChannels(*selectors)) return call.fails<EVT_HANDLE>(error);
+    auto open = std::make_unique<OpenQuery>();
+    open->channel = selectors->front().channel;
+    open->merged = merge(*selectors);
+    open->selectors = std::move(*selectors);
+    open->reverse = (flags & EvtQueryReverseDirection) != 0;
+    return call.returns(queries().add(std::move(open), call.name()));
 }
 
 // Fewer events than asked for may come with success. The end is a failure of its own.
@@ -202,7 +243,7 @@ SIMULATED_PLAIN(WINBOOL, WINAPI, EvtNext,
         return call.fails<WINBOOL>(ERROR_INVALID_PARAMETER);
     if (call.distorted(Distortion::NothingWritten)) return call.returns<WINBOOL>(TRUE);
     *returned = 0;
-    const EventChannel* const channel = findChannel(query->channel);
+    const EventChannel* const channel = channelOf(*query);
     if (channel == nullptr) return call.fails<WINBOOL>(ERROR_EVT_QUERY_RESULT_STALE);
     if (call.distorted(Distortion::NullResult) || call.distorted(Distortion::SizeZero)) {
         array[0] = nullptr;
@@ -237,7 +278,7 @@ SIMULATED_PLAIN(WINBOOL, WINAPI, EvtSeek,
     Call call(function, position, flags);
     if (const auto fault = call.fault<WINBOOL>()) return *fault;
     OpenQuery* const query = queries().find(handle, call.name());
-    const EventChannel* const channel = query != nullptr ? findChannel(query->channel) : nullptr;
+    const EventChannel* const channel = query != nullptr ? channelOf(*query) : nullptr;
     if (channel == nullptr) return call.fails<WINBOOL>(ERROR_INVALID_HANDLE);
     const DWORD origin = flags & EvtSeekOriginMask;
     // Bookmarks are not kept on this PC; the time-out is reserved.

@@ -99,7 +99,12 @@ Machine read(const JsonPlace& file) {
     if (const auto letters = file.member("otherDrives")) machine.storage.otherLetters = readLetters(*letters);
     if (const auto counters = file.member("counters")) readCounters(*counters, machine);
     if (const auto wmi = file.member("wmi")) readWmi(*wmi, machine.wmi);
-    if (const auto logs = file.member("eventLogs")) readEventLogs(*logs, machine.events);
+    if (const auto logs = file.member("eventLogs")) {
+        readEventLogs(*logs, machine.events);
+        // Windows has a key for each classic log.
+        for (const auto& [name, log] : machine.events.classic)
+            machine.localMachine().make(u"SYSTEM\\CurrentControlSet\\Services\\Eventlog\\" + name);
+    }
     if (const auto shell = file.member("shell")) readShell(*shell, machine);
     // Devices find classes and registry in place.
     if (const auto devices = file.member("devices")) readDevices(*devices, machine);

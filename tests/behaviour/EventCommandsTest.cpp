@@ -10,8 +10,7 @@ const char* const logPc = R"({
   "files": [{"path": "C:\\fan.dll", "messages": {"0xC0040007": "Fan %1 stopped.%n%nReplace it."}}],
   "registry": {
     "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Eventlog\\System\\fan": {
-      "EventMessageFile": "C:\\fan.dll"},
-    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Eventlog\\Application": {}},
+      "EventMessageFile": "C:\\fan.dll"}},
   "eventLogs": {
     "publishers": {"Fan-Watch": {"messages": {"1": "Fan %1 turns at %2."}}},
     "logs": {
@@ -49,7 +48,7 @@ protected:
     void expectFailure(const Strings& arguments, int status, const std::string& sentence) const {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, status) << arguments.back();
-        EXPECT_EQ(outcome.err, "sysmira: " + sentence + ".\n");
+        EXPECT_EQ(outcome.err, "sysmira: " + sentence + (sentence.back() == '?' ? "\n" : ".\n"));
         EXPECT_EQ(outcome.out, "");
     }
 
@@ -63,7 +62,7 @@ TEST_F(EventCommands, RecordsThatFitAreReports) {
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out,
               "Event Type      : Error\n"
-              "Event Time      : 2006-06-21 14:03:09\n"
+              "Event Time      : 2006-06-21 14:03:09 UTC+00:00\n"
               "Event Code      : 7\n"
               "Event Category  : 3\n"
               "Event Source    : fan\n"
@@ -73,7 +72,7 @@ TEST_F(EventCommands, RecordsThatFitAreReports) {
               "                  Replace it.\n"
               "\n"
               "Event Type      : Error\n"
-              "Event Time      : 2006-06-21 14:03:11\n"
+              "Event Time      : 2006-06-21 14:03:11 UTC+00:00\n"
               "Event Code      : 7\n"
               "Event Category  : 0\n"
               "Event Source    : fan\n"
@@ -111,8 +110,13 @@ TEST_F(EventCommands, RecordsAreJson) {
 
 TEST_F(EventCommands, ALogThatIsNotReadableSaysSo) {
     expectFailure({"events", "Security"}, 1, "the log \"Security\" cannot be opened: Access is denied (5)");
-    EXPECT_EQ(run({"events", "Nowhere"}).err.substr(0, 60),
-              "sysmira: there is no log \"Nowhere\"; this is the Application ");
+    // Windows would open the Application log.
+    expectFailure({"events", "Sytem"}, 1, "there is no log \"Sytem\"; did you mean \"System\"?");
+    expectFailure({"events", "Sytem", "--json"}, 1, "there is no log \"Sytem\"; did you mean \"System\"?");
+    expectFailure({"events", "Nowhere"}, 1,
+                  "there is no log \"Nowhere\"; there are Application, Security, System");
+    expectFailure({"events", "Fan-Watch/Operational"}, 1,
+                  "there is no log \"Fan-Watch/Operational\"; \"sysmira channel\" reads channels");
     expectFailure({"events"}, 2, "\"sysmira events\" needs the name of a log, as in: sysmira events System");
     expectFailure({"events", "System", "--type", "bad"}, 2,
                   "there is no type \"bad\" of events; there are Error, Warning, Information, Success, "
@@ -134,14 +138,14 @@ TEST_F(EventCommands, ALogThatIsNotReadableSaysSo) {
 TEST_F(EventCommands, ChannelsShowValuesXmlAndMessages) {
     EXPECT_EQ(run({"channel", "Fan-Watch/Operational", "--messages"}).out,
               "Record:   2\n"
-              "Time:     2006-06-21 14:03:10\n"
+              "Time:     2006-06-21 14:03:10 UTC+00:00\n"
               "Provider: Gone\n"
               "Event ID: 2\n"
               "Computer: PC\n"
               "Message:  \n"
               "\n"
               "Record:   1\n"
-              "Time:     2006-06-21 14:03:09\n"
+              "Time:     2006-06-21 14:03:09 UTC+00:00\n"
               "Provider: Fan-Watch\n"
               "Event ID: 1\n"
               "Computer: PC\n"
@@ -162,7 +166,7 @@ TEST_F(EventCommands, ChannelsShowValuesXmlAndMessages) {
                                                 {"message", "Fan CPU turns at 900."}}}));
     EXPECT_EQ(runJson({"channel", "Fan-Watch/Operational", "--value", "Event/System/TimeCreated/@SystemTime",
                        "--oldest-first"})["events"][0]["values"]["Event/System/TimeCreated/@SystemTime"],
-              "2006-06-21T14:03:09");
+              "2006-06-21T14:03:09Z");
 
     const json xml = runJson({"channel", "Fan-Watch/Operational", "--xml", "--messages"})["events"];
     ASSERT_EQ(xml.size(), 2u);
@@ -207,14 +211,14 @@ TEST_F(EventCommands, DiagnosticsAreListedOrSaidToBeMissing) {
     write(text);
     EXPECT_EQ(run({"diagnostics"}).out,
               "Memory tests\n"
-              "  2006-06-21 14:03:08  FAILED\n"
+              "  2006-06-21 14:03:08 UTC+00:00  FAILED\n"
               "    Duration:        310\n"
               "    Pages tested:    0\n"
               "    Pages untested:  0\n"
               "    Bad pages:       3\n"
               "\n"
               "Disks that are about to fail\n"
-              "  2006-06-21 14:03:07  Nordlicht\n"
+              "  2006-06-21 14:03:07 UTC+00:00  Nordlicht\n"
               "    Hardware ID: NORD\n"
               "    Volumes:     not told\n");
     const json document = runJson({"diagnostics"});
@@ -229,5 +233,41 @@ TEST_F(EventCommands, DiagnosticsAreListedOrSaidToBeMissing) {
               "sysmira: the results that Windows keeps in the channel \"System\" cannot be read: "
               "Access is denied (5).\n");
 }
+
+// Where the zone can be chosen: one with summer time, in June and in December.
+#ifdef TARGET_HOST
+TEST_F(EventCommands, AnEventHasOneTime) {
+    std::string text = logPc;
+    text.replace(text.find("\"events\": ["), 11, R"("events": [
+        {"time": "2006-06-21 12:00:00", "provider": "fan", "id": 1},
+        {"time": "2006-12-21 12:00:00", "provider": "Microsoft-Windows-DiskDiagnostic", "id": 1, "level": "critical",
+         "data": [{"name": "DiskFriendlyName", "value": "Disk"}, {"name": "HardwareID", "value": "ID"}]},)");
+    write(text);
+    setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+    tzset();
+    const std::string path = "Event/System/TimeCreated/@SystemTime";
+    const std::string events = run({"events", "System"}).out;
+    const std::string channel = run({"channel", "System", "--oldest-first"}).out;
+    const std::string diagnostics = run({"diagnostics"}).out;
+    const json eventList = runJson({"events", "System"})["events"];
+    const json channelList = runJson({"channel", "System", "--value", path, "--oldest-first"})["events"];
+    const json failure = runJson({"diagnostics"})["diskFailures"][0];
+    unsetenv("TZ");
+    tzset();
+    const std::string summer = "2006-06-21 14:00:00 UTC+02:00", winter = "2006-12-21 13:00:00 UTC+01:00";
+    for (const std::string& each : {summer, winter}) {
+        EXPECT_NE(events.find(each), std::string::npos) << events;
+        EXPECT_NE(channel.find(each), std::string::npos) << channel;
+    }
+    EXPECT_NE(diagnostics.find(winter), std::string::npos) << diagnostics;
+    ASSERT_EQ(eventList.size(), 5u);
+    ASSERT_EQ(channelList.size(), 5u);
+    EXPECT_EQ(eventList[0]["time"], "2006-06-21T12:00:00Z");
+    EXPECT_EQ(channelList[0]["values"][path], "2006-06-21T14:00:00+02:00");
+    EXPECT_EQ(eventList[4]["time"], "2006-12-21T12:00:00Z");
+    EXPECT_EQ(channelList[4]["values"][path], "2006-12-21T13:00:00+01:00");
+    EXPECT_EQ(failure["time"], "2006-12-21T13:00:00+01:00");
+}
+#endif
 
 }  // namespace

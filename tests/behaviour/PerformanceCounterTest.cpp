@@ -84,6 +84,27 @@ TEST_F(Counters, OneThatIsNotThereIsTriedAgainByEachRead) {
     EXPECT_EQ(calls("PdhOpenQueryW"), 1u);
 }
 
+// Microsoft, PdhAddCounter: an instance that is missing is no error; it may come.
+TEST_F(Counters, AnInstanceThatGoesBeforeItIsAddedHasNoValueUntilItComesBack) {
+    const Text path = u"\\Prozessor(2)\\Prozessorzeit (%)";
+    PDH_HQUERY query = nullptr;
+    PDH_HCOUNTER counter = nullptr;
+    ASSERT_EQ(PdhOpenQueryW(nullptr, 0, &query), ERROR_SUCCESS);
+    EXPECT_EQ(static_cast<DWORD>(PdhValidatePathW(simulation::wide(path))), PDH_CSTATUS_NO_INSTANCE);
+    ASSERT_EQ(PdhAddCounterW(query, simulation::wide(path), 0, &counter), ERROR_SUCCESS);
+    PDH_FMT_COUNTERVALUE value = {};
+    EXPECT_EQ(static_cast<DWORD>(PdhCollectQueryData(query)), PDH_NO_DATA);
+    EXPECT_EQ(static_cast<DWORD>(PdhGetFormattedCounterValue(counter, PDH_FMT_DOUBLE, nullptr, &value)),
+              PDH_INVALID_DATA);
+    EXPECT_EQ(value.CStatus, PDH_CSTATUS_NO_INSTANCE);
+    machine.counters.objects[0].instances.push_back(u"2");
+    EXPECT_EQ(PdhCollectQueryData(query), ERROR_SUCCESS);
+    EXPECT_EQ(PdhCollectQueryData(query), ERROR_SUCCESS);
+    EXPECT_EQ(PdhGetFormattedCounterValue(counter, PDH_FMT_DOUBLE, nullptr, &value), ERROR_SUCCESS);
+    EXPECT_EQ(value.doubleValue, 30);
+    EXPECT_EQ(PdhCloseQuery(query), ERROR_SUCCESS);
+}
+
 TEST_F(Counters, AFailureOnTheWayLeavesNothingOpen) {
     const PerformanceCounterPath path = threads();
     const struct {

@@ -134,12 +134,14 @@ TEST_F(EventChannel, AQueryThatWindowsRefusesFindsNothingAndSaysWhy) {
     EXPECT_EQ(calls("EvtCreateRenderContext"), 0u) << "nor have they contexts";
 }
 
-TEST_F(EventChannel, AnEmptyQueryIsForXmlAlone) {
+TEST_F(EventChannel, AnEmptyQueryFindsNothing) {
     add(u"fan", 1);
     Rows rows{Row()};
     Texts xml, messages;
-    EXPECT_TRUE(VistaEventLogs::queryLogs("System", "", NewestFirst, xml));
-    EXPECT_EQ(xml.size(), 1u);
+    EXPECT_TRUE(VistaEventLogs::queryLogs("System", "", NewestFirst, xml)) << "Windows is asked";
+    EXPECT_TRUE(xml.empty());
+    EXPECT_EQ(getLastEventQueryError(), static_cast<DWORD>(ERROR_EVT_INVALID_QUERY));
+    log.clear();
     forgetCalls();
     EXPECT_FALSE(VistaEventLogs::queryLogs("System", "", NewestFirst, {IdPath}, rows));
     EXPECT_TRUE(rows.empty());

@@ -63,6 +63,10 @@ TEST_F(CounterContract, NamesHaveIndices) {
     EXPECT_EQ(nameOf(upTimeIndex, 14), (Answer{PDH_MORE_DATA, 15, u""})) << "units, with the terminator";
     EXPECT_EQ(nameOf(60000, roomy).status, PDH_INVALID_ARGUMENT);
 
+    DWORD one = 1;
+    EXPECT_EQ(PdhLookupPerfNameByIndexW(nullptr, 0, nullptr, &one), ERROR_SUCCESS) << "index 0 has no name";
+    EXPECT_EQ(one, 1u);
+
     DWORD index = 77;
     EXPECT_EQ(unsignedOf(PdhLookupPerfIndexByNameW(nullptr, wide(u"No such name"), &index)),
               PDH_STRING_NOT_FOUND);
@@ -100,28 +104,38 @@ TEST_F(CounterContract, PathsAreValidated) {
         EXPECT_EQ(unsignedOf(PdhValidatePathW(wide(row.path))), row.status) << row.path.size();
     }
     EXPECT_EQ(unsignedOf(PdhValidatePathW(nullptr)), PDH_INVALID_ARGUMENT);
+    EXPECT_EQ(unsignedOf(PdhValidatePathW(wide(u""))), PDH_INVALID_ARGUMENT);
 }
 
 TEST_F(CounterContract, AQuerySamplesItsCounters) {
     const Text upTime = u"\\System\\System Up Time";
     PDH_HQUERY query = nullptr;
-    PDH_HCOUNTER counter = nullptr, other = nullptr;
+    PDH_HCOUNTER counter = nullptr, other = &query;
     EXPECT_EQ(unsignedOf(PdhOpenQueryW(nullptr, 0, nullptr)), PDH_INVALID_ARGUMENT);
     ASSERT_EQ(PdhOpenQueryW(nullptr, 0, &query), ERROR_SUCCESS);
     EXPECT_EQ(unsignedOf(PdhCollectQueryData(query)), PDH_NO_DATA) << "no counters";
     EXPECT_EQ(unsignedOf(PdhAddCounterW(query, wide(u"\\System\\Nothing"), 0, &other)),
               PDH_CSTATUS_NO_COUNTER);
+    EXPECT_EQ(other, nullptr) << "a counter that could not be added";
     EXPECT_EQ(unsignedOf(PdhAddCounterW(nullptr, wide(upTime), 0, &other)), PDH_INVALID_HANDLE);
+    EXPECT_EQ(unsignedOf(PdhAddCounterW(nullptr, wide(upTime), 0, nullptr)), PDH_INVALID_ARGUMENT);
+    EXPECT_EQ(unsignedOf(PdhAddCounterW(query, nullptr, 0, &other)), PDH_INVALID_ARGUMENT);
     ASSERT_EQ(PdhAddCounterW(query, wide(upTime), 0, &counter), ERROR_SUCCESS);
+    PDH_FMT_COUNTERVALUE large = {}, again = {}, narrow = {};
+    EXPECT_EQ(PdhGetFormattedCounterValue(counter, PDH_FMT_LARGE, nullptr, &large), ERROR_SUCCESS)
+        << "no rate: readable before the first collection";
     ASSERT_EQ(PdhCollectQueryData(query), ERROR_SUCCESS);
 
-    PDH_FMT_COUNTERVALUE large = {}, again = {}, narrow = {};
     EXPECT_EQ(PdhGetFormattedCounterValue(counter, PDH_FMT_LARGE, nullptr, &large), ERROR_SUCCESS);
     EXPECT_GT(large.largeValue, 0);
     EXPECT_EQ(PdhGetFormattedCounterValue(counter, PDH_FMT_LONG, nullptr, &narrow), ERROR_SUCCESS);
     EXPECT_EQ(narrow.longValue, large.largeValue);
     EXPECT_EQ(PdhGetFormattedCounterValue(counter, PDH_FMT_LARGE, nullptr, &again), ERROR_SUCCESS);
     EXPECT_EQ(again.largeValue, large.largeValue) << "reading takes no sample";
+    for (const DWORD flag : {PDH_FMT_NOSCALE, PDH_FMT_NOCAP100, PDH_FMT_1000}) {
+        EXPECT_EQ(PdhGetFormattedCounterValue(counter, PDH_FMT_LARGE | flag, nullptr, &again), ERROR_SUCCESS)
+            << flag;
+    }
     EXPECT_EQ(unsignedOf(PdhGetFormattedCounterValue(counter, PDH_FMT_LARGE, nullptr, nullptr)),
               PDH_INVALID_ARGUMENT);
     EXPECT_EQ(unsignedOf(PdhGetFormattedCounterValue(nullptr, PDH_FMT_LARGE, nullptr, &large)),

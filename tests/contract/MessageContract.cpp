@@ -93,4 +93,25 @@ TEST(ClassicLogs, ALogIsReadInWholeRecordsToItsEnd) {
     EXPECT_TRUE(CloseEventLog(log));
 }
 
+// The arguments are checked before the handle. Left out: reading, for which the independent implementation
+// checks the handle first.
+TEST(ClassicLogs, MissingArgumentsAreNotedFirst) {
+    DWORD number = 77;
+    for (auto* const ask : {GetNumberOfEventLogRecords, GetOldestEventLogRecord}) {
+        SetLastError(0);
+        EXPECT_FALSE(ask(nullptr, nullptr));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+        EXPECT_FALSE(ask(nullptr, &number));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
+        EXPECT_EQ(number, 77u);
+    }
+    SetLastError(0);
+    EXPECT_EQ(OpenEventLogW(nullptr, nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(OpenEventLogW(L"nowhere", nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_FALSE(CloseEventLog(nullptr));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
+}
+
 }  // namespace

@@ -67,13 +67,15 @@ Json toJson(const zor::ZORValue& value) {
     if (type == "unsigned int") return held<unsigned int>(value);
     if (type == "long long") return held<long long>(value);
     if (type == "unsigned long long") return held<unsigned long long>(value);
-    if (type == "DateTime") return timeToJson(held<zor::DateTime>(value));
+    if (type == "DateTime") return localTimeToJson(withOwnOffset(held<zor::DateTime>(value)));
     return toUtf8(value.toString());
 }
 
 std::string toText(const zor::ZORValue& value, std::size_t indent) {
     if (value.isNull()) return "-";
     if (value.getTypeName() == std::string("bool")) return held<bool>(value) ? "false" : "true";
+    if (value.getTypeName() == std::string("DateTime"))
+        return localTimeText(withOwnOffset(held<zor::DateTime>(value)));
     return printableLines(messageText(value.toString()), indent);
 }
 

@@ -18,7 +18,13 @@ using libSysmira::VistaDiagnosticEvents;
 
 namespace {
 
-std::string timeText(const libSysmira::EventDateTime& time) { return toUtf8(time.zorDateTime().toString()); }
+std::string timeText(const libSysmira::EventDateTime& time) {
+    return localTimeText(withOwnOffset(time.zorDateTime()));
+}
+
+Json timeJson(const libSysmira::EventDateTime& time) {
+    return localTimeToJson(withOwnOffset(time.zorDateTime()));
+}
 
 std::string toText(const MemoryDiagnosticEvent& event) {
     std::string text =
@@ -40,16 +46,13 @@ std::string toText(const DiskDiagnosticEvent& event) {
 }
 
 Json toJson(const MemoryDiagnosticEvent& event) {
-    return {{"time", timeToJson(event.dateTime().zorDateTime())},
-            {"passed", event.passed()},
-            {"testDuration", event.testDuration()},
-            {"pagesTested", event.numberPagesTested()},
-            {"pagesUntested", event.numberPagesUntested()},
-            {"badPages", event.numberBadPages()}};
+    return {{"time", timeJson(event.dateTime())},           {"passed", event.passed()},
+            {"testDuration", event.testDuration()},         {"pagesTested", event.numberPagesTested()},
+            {"pagesUntested", event.numberPagesUntested()}, {"badPages", event.numberBadPages()}};
 }
 
 Json toJson(const DiskDiagnosticEvent& event) {
-    return {{"time", timeToJson(event.dateTime().zorDateTime())},
+    return {{"time", timeJson(event.dateTime())},
             {"disk", toUtf8(event.diskFriendlyName())},
             {"hardwareId", toUtf8(event.diskHardwareId())},
             {"volumes", toUtf8(event.diskVolumeNames())}};

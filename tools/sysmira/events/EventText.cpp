@@ -1,5 +1,8 @@
 #include "tools/sysmira/events/EventText.h"
 
+#include <chrono>
+#include <cstdlib>
+
 #include "support/SprintfFormat.h"
 #include "support/System.h"
 #include "tools/sysmira/text/PrintableText.h"
@@ -7,6 +10,78 @@
 namespace sysmira {
 
 using Json = nlohmann::ordered_json;
+
+namespace {
+
+using Seconds = std::chrono::sys_seconds;
+
+Seconds secondsOf(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute,
+                  unsigned second) {
+    using namespace std::chrono;
+    const sys_days date = std::chrono::year(static_cast<int>(year)) / static_cast<int>(month) / day;
+    return date + hours(hour) + minutes(minute) + seconds(second);
+}
+
+Seconds secondsOf(const zor::DateTime& time) {
+    return secondsOf(time.getYear(), time.getMonth(), time.getDay(), time.getHour(), time.getMinute(),
+                     time.getSecond());
+}
+
+zor::DateTime dateTimeOf(Seconds time, unsigned microseconds, int offset) {
+    using namespace std::chrono;
+    const sys_days day = floor<days>(time);
+    const year_month_day date(day);
+    const hh_mm_ss clock(time - day);
+    return zor::DateTime(
+        static_cast<unsigned short>(int(date.year())), static_cast<unsigned char>(unsigned(date.month())),
+        static_cast<unsigned char>(unsigned(date.day())), static_cast<unsigned char>(clock.hours().count()),
+        static_cast<unsigned char>(clock.minutes().count()),
+        static_cast<unsigned char>(clock.seconds().count()), microseconds, offset < 0 ? '-' : '+',
+        static_cast<unsigned short>(std::abs(offset)));
+}
+
+// Minutes that local time is ahead of UTC at a moment; 0 when Windows cannot convert it.
+int offsetAt(Seconds moment) {
+    const zor::DateTime time = dateTimeOf(moment, 0, 0);
+    const SYSTEMTIME utc = {time.getYear(),   time.getMonth(),  0, time.getDay(), time.getHour(),
+                            time.getMinute(), time.getSecond(), 0};
+    SYSTEMTIME local = {};
+    if (!SystemTimeToTzSpecificLocalTime(nullptr, const_cast<SYSTEMTIME*>(&utc), &local)) return 0;
+    const Seconds shifted =
+        secondsOf(local.wYear, local.wMonth, local.wDay, local.wHour, local.wMinute, local.wSecond);
+    return static_cast<int>(std::chrono::duration_cast<std::chrono::minutes>(shifted - moment).count());
+}
+
+std::string offsetText(const zor::DateTime& time) {
+    return toUtf8(zor::SprintfFormat("%c%02u:%02u", time.getUtcSign(), time.getUtcOffset() / 60,
+                                     time.getUtcOffset() % 60));
+}
+
+}  // namespace
+
+zor::DateTime localTime(unsigned seconds) {
+    const Seconds utc{std::chrono::seconds(seconds)};
+    const int offset = offsetAt(utc);
+    return dateTimeOf(utc + std::chrono::minutes(offset), 0, offset);
+}
+
+zor::DateTime withOwnOffset(const zor::DateTime& time) {
+    if (time.isEmpty()) return time;
+    const Seconds local = secondsOf(time);
+    int offset = time.getUtcSign() == '-' ? -int{time.getUtcOffset()} : int{time.getUtcOffset()};
+    // The second try starts on the right side of a change between summer and winter time.
+    for (int i = 0; i < 2; ++i) offset = offsetAt(local - std::chrono::minutes(offset));
+    return dateTimeOf(local, time.getMicroseconds(), offset);
+}
+
+std::string localTimeText(const zor::DateTime& time) {
+    return time.isEmpty() ? std::string() : toUtf8(time.toString()) + " UTC" + offsetText(time);
+}
+
+Json localTimeToJson(const zor::DateTime& time) {
+    if (time.isEmpty()) return nullptr;
+    return timeToJson(time).get<std::string>() + (time.getUtcOffset() == 0 ? "Z" : offsetText(time));
+}
 
 Json timeToJson(const zor::DateTime& time) {
     if (time.isEmpty()) return nullptr;

@@ -58,9 +58,19 @@ EventLogSearchParams paramsOf(const EventsRequest& request) {
     return params;
 }
 
+// The library's report has UTC, unmarked.
+void replaceTime(std::string& report, unsigned generated) {
+    const std::string label = "Event Time      : ";
+    const std::size_t begin = report.find(label);
+    if (begin == std::string::npos) return;
+    const std::size_t time = begin + label.size();
+    report.replace(time, report.find('\n', time) - time, localTimeText(localTime(generated)));
+}
+
 std::string toText(EventLogParser& parser, bool withMessage) {
     std::string text = printableReport(parser.toString(/*withMessage=*/false, /*indent=*/0),
                                        {{"Event Source    : ", parser.getSource()}});
+    replaceTime(text, parser.getTimeGenerated());
     if (withMessage) {
         const std::string label = "Event Message   : ";
         const std::string message = messageText(parser.getEventMessage());
@@ -111,13 +121,32 @@ void checkUsage(const EventsRequest& request) {
     }
 }
 
-// Windows opens the Application log for a name that it does not know.
-void remarkUnknown(const zor::String& log, Output& output) {
+// The classic logs that Windows and its parts register.
+constexpr const char* knownLogs[] = {
+    "Application", "HardwareEvents", "Internet Explorer", "Key Management Service", "OAlerts",
+    "Security",    "System",         "Windows PowerShell"};
+
+std::string hintFor(const std::string& log, const std::vector<std::string>& present) {
+    if (log.find('/') != std::string::npos) return "\"sysmira channel\" reads channels";
+    const std::string closest = nearest(log, present);
+    if (!closest.empty()) return "did you mean \"" + closest + "\"?";
+    std::string names;
+    for (const std::string& each : present) names += (names.empty() ? "" : ", ") + each;
+    return "there are " + names;
+}
+
+// Microsoft, OpenEventLog: a name that is not registered opens the Application log, whose records are not
+// what was asked for.
+void checkRegistered(const zor::String& log) {
     const zor::String logs = "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Eventlog";
     const zor::WindowsRegistryReader reader;
     if (!reader.keyExists(logs) || reader.keyExists(logs + "\\" + log)) return;
-    output.remark("there is no log \"" + toUtf8(log) +
-                  "\"; this is the Application log, as Windows gives it instead");
+    std::vector<std::string> present;
+    for (const char* const each : knownLogs) {
+        if (reader.keyExists(logs + "\\" + each)) present.push_back(each);
+    }
+    const std::string name = toUtf8(log);
+    throw CommandFailure(NotRead, "there is no log \"" + name + "\"; " + hintFor(name, present));
 }
 
 }  // namespace
@@ -133,7 +162,7 @@ void runEvents(const EventsRequest& request, Output& output) {
                              "the log \"" + request.log + "\" cannot be opened: " + describeError(error),
                              causeOfError(error));
     }
-    remarkUnknown(log, output);
+    checkRegistered(log);
 
     DWORD error = ERROR_HANDLE_EOF;
     Progress progress(output.errors(), "reading the log \"" + request.log + "\"", "records found");

@@ -80,8 +80,9 @@ ReportText anyCell(const JsonPath& place) {
 ReportText timeCell(const JsonPath& place) {
     std::string text = printable(place.toText());
     if (text.size() < 19 || text[10] != 'T') return textCell(place);
-    const bool utc = text.back() == 'Z';
-    text = text.substr(0, 10) + " " + text.substr(11, 8) + (utc ? " UTC" : "");
+    const std::size_t offset = text.find_first_of("Z+-", 19);
+    const std::string zone = offset == std::string::npos ? "" : " UTC" + text.substr(offset);
+    text = text.substr(0, 10) + " " + text.substr(11, 8) + (zone == " UTCZ" ? " UTC" : zone);
     return ReportSpan{text, place.pointer(), place.toText()};
 }
 

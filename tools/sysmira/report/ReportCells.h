@@ -21,7 +21,7 @@ ReportText yesNoCell(const JsonPath& place);
 ReportText listCell(const JsonPath& place);
 /// Whatever it is.
 ReportText anyCell(const JsonPath& place);
-/// "2026-02-07 10:44:12 UTC" of "2026-02-07T10:44:12Z".
+/// "2026-02-07 10:44:12 UTC" of "2026-02-07T10:44:12Z", "… UTC+01:00" of "…+01:00".
 ReportText timeCell(const JsonPath& place);
 
 }  // namespace sysmira
