@@ -104,7 +104,7 @@ def compare_base(comparison, ours, lines):
     check("version", ours["version"], value(lines, r"Version & Revision: (.*)"))
     check("manufacturer", ours["manufacturer"], value(lines, r"Manufacturer: (.*)"))
     check("product", ours["product"], int(value(lines, r"Model: (\d+)")))
-    check("serial number", ours["serialNumber"], int(value(lines, r"^    Serial Number: (\d+)", 0)))
+    check("serial number", ours["serialNumber"] or 0, int(value(lines, r"^    Serial Number: (\d+)", 0)))
     model = value(lines, r"Model year: (\d+)")
     check("model year", ours["isModelYear"], model is not None)
     check("week", ours["week"], int(value(lines, r"Made in: week (\d+)", 0)) or None)
