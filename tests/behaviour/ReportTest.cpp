@@ -150,7 +150,9 @@ TEST_F(Report, SaysWhyASectionIsNotThere) {
     failCall("OpenEventLogW", RPC_S_SERVER_UNAVAILABLE, 1);
     EXPECT_EQ(section("events", /*status=*/1)["status"], "failed") << "one log is denied, the other is not";
     simulation::control().clearFaults();
-    EXPECT_EQ(section("system")["status"], "notSupported");  // a PC without WMI classes
+    const Json system = section("system");
+    EXPECT_EQ(system["status"], "notSupported");  // a PC without WMI classes
+    EXPECT_EQ(system["reasons"].size(), 1u) << "one for all: " << system["reasons"];
     const Outcome outcome = run({"--section", "system"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("System: not supported here ("), std::string::npos);
@@ -174,7 +176,10 @@ TEST_F(Report, OfTheBundledPcAgreesWithItself) {
 }
 
 TEST_F(Report, ShowsWhatIsNotKnownAsNullAndNamesWithoutPadding) {
-    const Json data = runForJson<Json>({"report", "--section", "drives"})["sections"][0]["data"];
+    const Json section = runForJson<Json>({"report", "--section", "drives"})["sections"][0];
+    EXPECT_EQ(section["status"], "complete")
+        << "of drives without a medium there is no map: " << section["reasons"];
+    const Json& data = section["data"];
     std::map<unsigned, Json> drives;
     for (const Json& each : data["drives"]["drives"]) drives[each["index"]] = each;
     EXPECT_EQ(drives[0]["model"], "Nordlicht NX-250");
@@ -202,6 +207,13 @@ TEST_F(Report, ShowsWhatIsNotKnownAsNullAndNamesWithoutPadding) {
     for (const char* absurd : {" 0 of 0 ", " 0 bytes\n", "- of -", "- sectors of"})
         EXPECT_EQ(text.find(absurd), std::string::npos) << absurd;
     EXPECT_NE(text.find("Drive 2: Feldberg RAID-5 Array\n"), std::string::npos);
+}
+
+TEST_F(Report, IsOfThePcByItsNameWhateverIsRead) {
+    EXPECT_EQ(runCommand({"report", "--section", "events"}).out.substr(0, 12), "WERKBANK-PC\n");
+    EXPECT_EQ(runForJson<Json>({"report", "--section", "events"})["computer"], "WERKBANK-PC");
+    EXPECT_EQ(run({"--section", "events"}).out.substr(0, 8), "This PC\n");
+    EXPECT_EQ(runJson({"--section", "events"})["computer"], nullptr);
 }
 
 TEST_F(Report, ReadsTheMachineFileOnce) {

@@ -174,7 +174,8 @@ def required(document):
         for i in range(len(data.get("tree", {}).get("devices", []))):
             yield f"{place}/tree/devices/{i}/id"
         for i, drive in enumerate(data.get("drives", {}).get("drives", [])):
-            yield f"{place}/drives/drives/{i}/capacity"
+            if drive["capacity"] is not None:
+                yield f"{place}/drives/drives/{i}/capacity"
             for v, volume in enumerate(drive["volumes"]):
                 if volume["totalBytes"] is not None:
                     yield f"{place}/drives/drives/{i}/volumes/{v}/freeBytes"

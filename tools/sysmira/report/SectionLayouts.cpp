@@ -106,7 +106,9 @@ Blocks layOutSystem(const JsonPath& data) {
 
 ReportText deviceName(const JsonPath& device) {
     for (const char* key : {"name", "friendlyName", "description"}) {
-        if (!device[key].toText().empty()) return textCell(device[key]);
+        zor::String name = zor::String::fromUTF8(device[key].toText());
+        if (!name.trim().empty())
+            return ReportSpan{printable(name), device[key].pointer(), device[key].toText()};
     }
     return device["parent"].isNull() && device["depth"].exists() ? "This PC" : "(no name)";
 }
