@@ -1,6 +1,6 @@
-// Notices that a chain of device nodes leads back to where it was (Brent's method): it remembers one node, and
-// takes a later one each time twice as many steps are done. So it notices after the whole circle was seen, some
-// nodes perhaps several times.
+// Notices that a chain of device nodes leads back to where it was (Brent's method): it remembers one node,
+// and takes a later one each time twice as many steps are done. So it notices after the whole circle was
+// seen, some nodes perhaps several times.
 #pragma once
 
 #include <cstddef>

@@ -91,6 +91,28 @@ TEST_F(Command, TreeDrawsShownDevicesBelowTheirNearestShownAncestor) {
     EXPECT_EQ(child["problem"]["number"], 22);
 }
 
+TEST_F(Command, TreeNamesDevicesWhateverTheLengthOfTheirNames) {
+    // The functions of the tree are asked with room for 1,023 units.
+    const std::string longName(1024, 'N');
+    const std::string pc = R"({"devices": [{"id": "HTREE\\ROOT\\0", "children": [
+        {"id": "ROOT\\FAN\\0000", "friendlyName": ")" +
+                           longName + R"("},
+        {"id": "ROOT\\FAN\\0001", "friendlyName": "  Fan  "}]}]})";
+    const std::string text = runCommand(on(pc, {"tree"})).out;
+    EXPECT_NE(text.find("├─ " + longName + "  ROOT"), std::string::npos) << text.substr(0, 300);
+    EXPECT_NE(text.find("└─ Fan  "), std::string::npos) << text.substr(0, 300);
+    EXPECT_EQ(runJson(on(pc, {"tree"}))["devices"][1]["name"], longName);
+}
+
+TEST_F(Command, ShortensWhatErrorsRepeat) {
+    const std::string end = "THE_END";
+    const Outcome outcome = runCommand({"device", std::string(100000, 'x') + "\xC3\xA4" + end});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_LT(outcome.err.size(), 2000u);
+    EXPECT_NE(outcome.err.find(end), std::string::npos) << "the end of the sentence stays";
+    EXPECT_NE(outcome.err.find(" characters left out"), std::string::npos) << outcome.err;
+}
+
 TEST_F(Command, TreeWithoutARootIsASentence) {
     const Outcome outcome = run(on(R"({"devices": []})", {"tree"}));
     EXPECT_EQ(outcome.status, 1);

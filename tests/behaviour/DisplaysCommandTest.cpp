@@ -180,6 +180,9 @@ TEST(DesktopPicture, DrawsScreensOfAnySizeAndPlace) {
     EXPECT_EQ(both.size(), 24u);
     EXPECT_NE(both[11].find("A + B"), std::string::npos);
     EXPECT_NE(both[12].find("same"), std::string::npos);
+    // What has no room ends with a sign of that.
+    const Strings narrow = drawDesktop({{0, 0, 3000, 100, "left", {}}, {3000, 0, 200, 100, "DISPLAY12", {}}});
+    EXPECT_NE(narrow[1].find("│DI…│"), std::string::npos) << narrow[1];
     // As far apart as Windows can place them, and too small for a name.
     const Strings apart = drawDesktop({{-0x80000000ll, -0x80000000ll, 0xFFFFFFFFll, 0xFFFFFFFFll, "wide", {}},
                                        {0x7FFFFFFFll, 0x7FFFFFFFll, 1, 1, "Ä", {"x"}}});

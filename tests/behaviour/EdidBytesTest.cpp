@@ -38,7 +38,7 @@ TEST(EdidReader, StandsEveryCutAndEveryChangedByteOfEverySample) {
             changed[at] = whole[at];
         }
     }
-    EXPECT_EQ(samples, 8u);
+    EXPECT_EQ(samples, 18u);
 }
 
 }  // namespace

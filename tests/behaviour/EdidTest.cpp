@@ -80,13 +80,56 @@ TEST(EdidReader, TellsOfABlockThatIsCutShortWhatStandsBeforeItsEnd) {
     EXPECT_EQ(edid.preferred()->width, 1920u);
 }
 
+Strings kindsOf(const std::vector<sysmira::EdidDataBlock>& blocks) {
+    Strings kinds;
+    for (const sysmira::EdidDataBlock& block : blocks) kinds.push_back(block.kind);
+    return kinds;
+}
+
+TEST(EdidReader, EndsATextAtItsFirstLineFeedOrNul) {
+    EXPECT_EQ(decode(sample("text-ends-at-nul")).name, "KD-24");
+    EXPECT_EQ(decode(sample("text-ends-at-newline")).serialText, "A1");
+}
+
+TEST(EdidReader, SkipsUnusedPlacesOfStandardTimings) {
+    EXPECT_TRUE(decode(sample("standard-zeroes")).standard.empty());
+    const Edid edid = decode(sample("standard-half-unused"));
+    ASSERT_EQ(edid.standard.size(), 2u);
+    EXPECT_EQ(edid.standard[0].width, 1920u);
+    EXPECT_EQ(edid.standard[1].width, 1280u);
+}
+
+TEST(EdidReader, NamesAReservedAudioFormatAsSuch) {
+    const Edid edid = decode(sample("audio-reserved"));
+    ASSERT_EQ(edid.blocks.size(), 2u);
+    ASSERT_FALSE(edid.blocks[1].dataBlocks.empty());
+    const sysmira::EdidDataBlock& audio = edid.blocks[1].dataBlocks[0];
+    ASSERT_EQ(audio.audioFormats.size(), 1u);
+    EXPECT_EQ(audio.audioFormats[0].name, "Linear PCM");
+    EXPECT_EQ(audio.details, Strings{"a reserved audio format"});
+}
+
+TEST(EdidReader, ReadsCtaDataBlocksInsideADisplayIdBlock) {
+    const Edid edid = decode(sample("displayid-with-cta"));
+    EXPECT_TRUE(edid.problems.empty());
+    ASSERT_EQ(edid.blocks.size(), 2u);
+    EXPECT_EQ(kindsOf(edid.blocks[1].dataBlocks),
+              (Strings{"CTA-861 DisplayID Data Block", "Video Data Block", "Audio Data Block"}));
+    EXPECT_EQ(edid.blocks[1].dataBlocks.at(1).videoFormats.size(), 3u);
+
+    const Edid tooLong = decode(sample("displayid-cta-too-long"));
+    EXPECT_EQ(tooLong.problems, Strings{"block 1: the data block at byte 8 has 7 bytes, room is for 3"});
+    ASSERT_EQ(tooLong.blocks.size(), 2u);
+    EXPECT_EQ(tooLong.blocks[1].dataBlocks.size(), 2u);
+}
+
 TEST(EdidReader, PutsDeviceTextsSafelyIntoLines) {
     EdidBytes bytes = sample("monitor");
     const char name[] = "\x1B[2J\xE4\0x";
     std::copy(std::begin(name), std::end(name) - 1, bytes.begin() + 77);
     const Edid edid = decode(bytes);
     const std::string text = sysmira::toText(edid, 0);
-    EXPECT_NE(text.find("Name             \\x1B[2J\xC3\xA4\\x00x"), std::string::npos) << text;
+    EXPECT_NE(text.find("Name             \\x1B[2J\xC3\xA4\n"), std::string::npos) << text;
 }
 
 }  // namespace

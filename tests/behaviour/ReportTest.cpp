@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <thread>
 
@@ -153,7 +154,9 @@ TEST_F(Report, SaysWhyASectionIsNotThere) {
     failCall("OpenEventLogW", RPC_S_SERVER_UNAVAILABLE, 1);
     EXPECT_EQ(section("events", /*status=*/1)["status"], "failed") << "one log is denied, the other is not";
     simulation::control().clearFaults();
-    EXPECT_EQ(section("system")["status"], "notSupported");  // a PC without WMI classes
+    const Json system = section("system");
+    EXPECT_EQ(system["status"], "notSupported");  // a PC without WMI classes
+    EXPECT_EQ(system["reasons"].size(), 1u) << "one for all: " << system["reasons"];
     const Outcome outcome = run({"--section", "system"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("System: not supported here ("), std::string::npos);
@@ -174,6 +177,47 @@ TEST_F(Report, OfTheBundledPcAgreesWithItself) {
         {"wmi", "root/cimv2", "select * from Win32_DiskDrive where Index = 0"})["objects"][0]["properties"];
     EXPECT_EQ(drive["revision"], wmi["FirmwareRevision"]["value"]);
     EXPECT_EQ(drive["serialNumber"], wmi["SerialNumber"]["value"]);
+}
+
+TEST_F(Report, ShowsWhatIsNotKnownAsNullAndNamesWithoutPadding) {
+    const Json section = runForJson<Json>({"report", "--section", "drives"})["sections"][0];
+    EXPECT_EQ(section["status"], "complete")
+        << "of drives without a medium there is no map: " << section["reasons"];
+    const Json& data = section["data"];
+    std::map<unsigned, Json> drives;
+    for (const Json& each : data["drives"]["drives"]) drives[each["index"]] = each;
+    EXPECT_EQ(drives[0]["model"], "Nordlicht NX-250");
+    EXPECT_EQ(drives[1]["vendor"], nullptr);
+    EXPECT_EQ(drives[1]["serialNumber"], "TVK9A20417");
+    EXPECT_EQ(drives[2]["product"], "RAID-5 Array");
+    for (const char* member : {"capacity", "sectorSize", "sectorCount"})
+        EXPECT_EQ(drives[7][member], nullptr) << member;  // a card reader without a card
+    unsigned unknown = 0;
+    for (const Json& volume : data["volumes"]["volumes"]) {
+        EXPECT_NE(volume["totalBytes"], 0);
+        EXPECT_NE(volume["fileSystem"], "");
+        if (volume["totalBytes"] != nullptr) continue;
+        ++unknown;
+        for (const char* member : {"usedBytes", "freeBytes", "bytesPerSector", "sectorsPerCluster"})
+            EXPECT_EQ(volume[member], nullptr) << member;
+    }
+    EXPECT_EQ(unknown, 3u);
+    const Json& regions = data["map of drive 2"]["map"]["regions"];
+    EXPECT_EQ(regions[0]["type"], nullptr);
+    EXPECT_EQ(regions[0]["volume"], nullptr);
+    EXPECT_EQ(regions[0]["fileSystem"], nullptr);
+
+    const std::string text = runCommand({"report", "--section", "drives"}).out;
+    for (const char* absurd : {" 0 of 0 ", " 0 bytes\n", "- of -", "- sectors of"})
+        EXPECT_EQ(text.find(absurd), std::string::npos) << absurd;
+    EXPECT_NE(text.find("Drive 2: Feldberg RAID-5 Array\n"), std::string::npos);
+}
+
+TEST_F(Report, IsOfThePcByItsNameWhateverIsRead) {
+    EXPECT_EQ(runCommand({"report", "--section", "events"}).out.substr(0, 12), "WERKBANK-PC\n");
+    EXPECT_EQ(runForJson<Json>({"report", "--section", "events"})["computer"], "WERKBANK-PC");
+    EXPECT_EQ(run({"--section", "events"}).out.substr(0, 8), "This PC\n");
+    EXPECT_EQ(runJson({"--section", "events"})["computer"], nullptr);
 }
 
 TEST_F(Report, ReadsTheMachineFileOnce) {

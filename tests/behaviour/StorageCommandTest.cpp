@@ -72,6 +72,7 @@ TEST_F(StorageCommand, CallsDisksByTheirNumberAndTellsWhatTheySay) {
     const json drives = runJson({"drives"})["drives"];
     ASSERT_GT(drives.size(), 15u);
     for (const json& drive : drives) {
+        if (drive["windowsName"] == nullptr) continue;
         const std::string name = drive["windowsName"];
         if (name.compare(0, 13, "PhysicalDrive") != 0) continue;
         EXPECT_EQ("PhysicalDrive" + std::to_string(drive["index"].get<int>()), name);

@@ -104,7 +104,7 @@ def compare_base(comparison, ours, lines):
     check("version", ours["version"], value(lines, r"Version & Revision: (.*)"))
     check("manufacturer", ours["manufacturer"], value(lines, r"Manufacturer: (.*)"))
     check("product", ours["product"], int(value(lines, r"Model: (\d+)")))
-    check("serial number", ours["serialNumber"], int(value(lines, r"^    Serial Number: (\d+)", 0)))
+    check("serial number", ours["serialNumber"] or 0, int(value(lines, r"^    Serial Number: (\d+)", 0)))
     model = value(lines, r"Model year: (\d+)")
     check("model year", ours["isModelYear"], model is not None)
     check("week", ours["week"], int(value(lines, r"Made in: week (\d+)", 0)) or None)
@@ -123,7 +123,7 @@ def compare_base(comparison, ours, lines):
     check("range", ours["range"] and list(ours["range"].values())[:4], limits and [int(x) for x in limits[:4]])
     if limits:
         clock = value(lines, r"Real max dotclock: ([\d.]+) MHz", limits[4])
-        check("pixel clock", float(ours["range"]["maxPixelClockMhz"]), float(clock))
+        check("pixel clock", float((ours["range"] or {}).get("maxPixelClockMhz") or 0), float(clock))
     comparison.nominal("established timings", ours["establishedTimings"],
                        [line for line in below(lines, "Established ") if TIMING.search(line)])
     comparison.nominal("standard timings", ours["standardTimings"],
@@ -133,12 +133,9 @@ def compare_base(comparison, ours, lines):
     check("extensions", ours["announcedExtensions"], int(value(lines, r"Extension blocks: (\d+)", 0)))
 
 
-def compare_cta(comparison, ours, lines):
+def compare_data_blocks(comparison, ours, lines):
+    """Of a CTA-861 extension or a DisplayID one, which may hold blocks of CTA-861 too."""
     check = comparison.check
-    check("revision", ours["version"], value(lines, r"Revision: (\d+)"))
-    for feature, text in (("underscan", "Underscans IT"), ("basic audio", "Basic audio"),
-                          ("YCbCr 4:4:4", "Supports YCbCr 4:4:4"), ("YCbCr 4:2:2", "Supports YCbCr 4:2:2")):
-        check(feature, feature in ours.get("features", []), any(text in line for line in lines))
     blocks = ours.get("dataBlocks", [])
     heads = [line.strip().rstrip(":") for line in lines if re.match(r"  \S.*Data Block", line)]
     check("data blocks", [block["kind"] for block in blocks], [re.sub(r" \(.*|, OUI.*", "", head) for head in heads])
@@ -146,40 +143,47 @@ def compare_cta(comparison, ours, lines):
         inner = below(lines, head)
         for kind in ("Video Data Block", "YCbCr 4:2:0 Video Data Block"):
             if block["kind"] == kind:
-                formats = block["videoFormats"]
+                formats = block.get("videoFormats", [])
                 check("formats", [[f["number"], f["native"]] for f in formats if f["timing"]],
                       [[int(re.search(r"VIC\s+(\d+)", line)[1]), "native" in line] for line in inner])
                 comparison.nominal("formats", [f["timing"] for f in formats if f["timing"]], inner)
         if block["kind"] == "Audio Data Block":
             text = "\n".join(inner)
-            check("audio", [f["name"] for f in block["audioFormats"]], re.findall(r"^    (\S.*):$", text, re.M))
-            check("channels", [f["channels"] for f in block["audioFormats"]],
+            check("audio", [f["name"] for f in block.get("audioFormats", [])], re.findall(r"^    (\S.*):$", text, re.M))
+            check("channels", [f["channels"] for f in block.get("audioFormats", [])],
                   [int(n) for n in re.findall(r"Max channels: (\d)", text)])
-            check("rates", [sorted(f["ratesKhz"]) for f in block["audioFormats"]],
+            check("rates", [sorted(f["ratesKhz"]) for f in block.get("audioFormats", [])],
                   [sorted(map(float, each.split())) for each in re.findall(r"rates \(kHz\): (.*)", text)])
-            check("sample sizes", [sorted(f["sampleBits"]) for f in block["audioFormats"] if "sampleBits" in f],
+            check("sample sizes", [sorted(f["sampleBits"]) for f in block.get("audioFormats", []) if "sampleBits" in f],
                   [sorted(map(int, each.split())) for each in re.findall(r"sizes \(bits\): (.*)", text)])
-            check("bit rates", [f["maxBitRateKbps"] for f in block["audioFormats"] if "maxBitRateKbps" in f],
+            check("bit rates", [f["maxBitRateKbps"] for f in block.get("audioFormats", []) if "maxBitRateKbps" in f],
                   [int(n) for n in re.findall(r"Maximum bit rate: (\d+)", text)])
         if "OUI" in head:
-            check("vendor", block["details"][0][4:12], re.search(r"OUI (\S+)", head)[1])
-            check("physical address", [d.split()[-1] for d in block["details"][1:]],
+            check("vendor", (block.get("details") or [""])[0][4:12], re.search(r"OUI ([^\s:]+)", head)[1])
+            check("physical address", [d.split()[-1] for d in block.get("details", [])[1:]],
                   re.findall(r"physical address: (\S+)", "\n".join(inner)))
         if block["kind"] == "Colorimetry Data Block":
-            check("colorimetry", block["details"], [line.strip() for line in inner])
+            check("colorimetry", block.get("details", []), [line.strip() for line in inner])
         if block["kind"] == "HDR Static Metadata Data Block":
-            check("transfer functions", block["details"],
+            check("transfer functions", block.get("details", []),
                   [line.strip() for line in below(lines, "Electro optical transfer functions")])
         if block["kind"] == "Speaker Allocation Data Block":
-            check("speakers", len(block["details"]), len(inner))
+            check("speakers", len(block.get("details", [])), len(inner))
+
+
+def compare_cta(comparison, ours, lines):
+    check = comparison.check
+    check("revision", ours["version"], value(lines, r"Revision: (\d+)"))
+    for feature, text in (("underscan", "Underscans IT"), ("basic audio", "Basic audio"),
+                          ("YCbCr 4:4:4", "Supports YCbCr 4:4:4"), ("YCbCr 4:2:2", "Supports YCbCr 4:2:2")):
+        check(feature, feature in ours.get("features", []), any(text in line for line in lines))
+    compare_data_blocks(comparison, ours, lines)
     comparison.detailed("timings", ours.get("timings", []), [line for line in lines if "DTD " in line])
 
 
 def compare_displayid(comparison, ours, lines):
     comparison.check("version", ours["version"], value(lines, r"Version: (\S+)"))
-    heads = [line.strip().rstrip(":") for line in lines if re.match(r"  \S.*Data Block", line)]
-    comparison.check("data blocks", [block["kind"] for block in ours.get("dataBlocks", [])],
-                     [re.sub(r" \(.*|, OUI.*", "", head) for head in heads])
+    compare_data_blocks(comparison, ours, lines)
     timings = [t for block in ours.get("dataBlocks", []) for t in block.get("timings", [])]
     found = [line for line in lines if "DTD: " in line]
     comparison.detailed("timings", timings, found)

@@ -174,9 +174,10 @@ def required(document):
         for i in range(len(data.get("tree", {}).get("devices", []))):
             yield f"{place}/tree/devices/{i}/id"
         for i, drive in enumerate(data.get("drives", {}).get("drives", [])):
-            yield f"{place}/drives/drives/{i}/capacity"
+            if drive["capacity"] is not None:
+                yield f"{place}/drives/drives/{i}/capacity"
             for v, volume in enumerate(drive["volumes"]):
-                if volume["totalBytes"] != 0:
+                if volume["totalBytes"] is not None:
                     yield f"{place}/drives/drives/{i}/volumes/{v}/freeBytes"
         for i, display in enumerate(data.get("displays", {}).get("displays", [])):
             if display["edid"] is not None:

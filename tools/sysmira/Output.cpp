@@ -8,8 +8,25 @@
 
 namespace sysmira {
 
+namespace {
+
+// Of a sentence with a long argument in it both ends say what is wrong.
+std::string shortened(std::string_view text) {
+    constexpr std::size_t longest = 1000, beginning = 500, ending = 300;
+    if (text.size() <= longest) return std::string(text);
+    const auto continues = [&](std::size_t at) { return (text[at] & 0xC0) == 0x80; };
+    std::size_t begin = beginning, end = text.size() - ending, left = 0;
+    while (begin > beginning - 4 && continues(begin)) --begin;
+    while (end > begin && end > text.size() - ending - 4 && continues(end)) --end;
+    for (std::size_t at = begin; at < end; ++at) left += continues(at) ? 0 : 1;
+    return std::string(text.substr(0, begin)) + "... (" + std::to_string(left) + " characters left out) ..." +
+           std::string(text.substr(end));
+}
+
+}  // namespace
+
 void writeSentence(std::ostream& err, std::string_view text) {
-    const std::string sentence = printable(text);
+    const std::string sentence = printable(shortened(text));
     const bool ends = !sentence.empty() && (sentence.back() == '?' || sentence.back() == '.');
     err << "sysmira: " + sentence + (ends ? "\n" : ".\n") << std::flush;
 }

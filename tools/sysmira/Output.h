@@ -10,6 +10,7 @@
 namespace sysmira {
 
 /// Writes one sentence about what went wrong: the command's name, the text made printable, a full stop.
+/// The middle of a text of more than 1,000 bytes is left out.
 void writeSentence(std::ostream& err, std::string_view text);
 
 /// The sentences that writeSentence wrote, without name and full stop.

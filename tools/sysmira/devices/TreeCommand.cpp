@@ -42,6 +42,9 @@ std::vector<DeviceRow> readRows(bool withHidden) {
     for (DeviceRow& row : rows) {
         ConfigManager::getDeviceInstanceId(row.node, row.id);
         ConfigManager::getDisplayName(row.node, row.name, zor::String::EMPTY());
+        // The tree's functions skip names of more than 1,023 units, a device's own do not.
+        if (row.name.empty() && row.depth != 0)
+            libSysmira::WindowsDevice(row.id).getDisplayName(row.name, zor::String::EMPTY());
         row.state = readState(row.node);
     }
     return rows;
@@ -91,7 +94,9 @@ std::string summary(const std::vector<DeviceRow>& rows) {
 std::string toText(const std::vector<DeviceRow>& rows) {
     std::vector<TreeRow> lines;
     for (const DeviceRow& row : rows) {
-        std::string name = !row.name.empty() ? printable(row.name) : row.depth == 0 ? "This PC" : "(no name)";
+        zor::String shown = row.name;
+        std::string name = printable(shown.trim());
+        if (name.empty()) name = row.depth == 0 ? "This PC" : "(no name)";
         if (const std::string marks = marksOf(row.state); !marks.empty()) name += " [" + marks + "]";
         lines.push_back({std::move(name), printable(row.id), row.parent});
     }

@@ -44,7 +44,7 @@ private:
 };
 
 // The cells of a printable text, as many as there are columns.
-std::vector<std::string> cellsOf(const std::string& text, std::size_t columns) {
+std::vector<std::string> cellsThatFit(const std::string& text, std::size_t columns) {
     std::vector<std::string> cells;
     for (std::size_t begin = 0; begin < text.size();) {
         std::size_t end = begin + 1;
@@ -61,6 +61,14 @@ std::vector<std::string> cellsOf(const std::string& text, std::size_t columns) {
         }
         begin = end;
     }
+    return cells;
+}
+
+// A text without room for all of it ends with an ellipsis.
+std::vector<std::string> cellsOf(const std::string& text, std::size_t columns) {
+    if (columns == 0 || displayWidth(text) <= columns) return cellsThatFit(text, columns);
+    std::vector<std::string> cells = cellsThatFit(text, columns - 1);
+    cells.push_back("…");
     return cells;
 }
 

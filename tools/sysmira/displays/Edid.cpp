@@ -46,15 +46,16 @@ void addModes(const EdidBytes& bits, const Mode (&modes)[Count], std::vector<Edi
     }
 }
 
-// Up to its line feed, without the blanks that fill it up. Bytes beyond ASCII are taken for Latin-1.
+// Up to its first line feed or NUL, without the blanks that fill it up. Bytes beyond ASCII are taken for
+// Latin-1.
 std::string readText(const EdidBytes& bytes) {
     std::string text;
-    for (std::size_t i = 0; i < bytes.size() && bytes[i] != 0x0A; ++i) {
+    for (std::size_t i = 0; i < bytes.size() && bytes[i] != 0x0A && bytes[i] != 0; ++i) {
         const unsigned byte = bytes[i];
         if (byte >= 0x80) text += static_cast<char>(0xC0 | byte >> 6);
         text += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
     }
-    while (!text.empty() && (text.back() == ' ' || text.back() == 0)) text.pop_back();
+    while (!text.empty() && text.back() == ' ') text.pop_back();
     return text;
 }
 
@@ -189,8 +190,9 @@ private:
 
     void readStandardTimings(const EdidBytes& bytes) {
         for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-            // 01 01 marks an unused place; a width of 0 is reserved.
-            if (bytes[i] == 0 || (bytes[i] == 1 && bytes[i + 1] == 1)) continue;
+            // 01 01 marks an unused place. Monitors also mark it with 00 or 01 and any second byte; a width
+            // of 0 is reserved, and none is 256.
+            if (bytes[i] <= 1) continue;
             const unsigned width = (bytes[i] + 31) * 8;
             constexpr unsigned across[] = {16, 4, 5, 16}, down[] = {10, 3, 4, 9};
             const unsigned aspect = bytes[i + 1] >> 6;

@@ -131,8 +131,8 @@ std::vector<EdidVideoFormat> readVideoFormats(const EdidBytes& content) {
     return formats;
 }
 
-EdidAudioFormat readAudioFormat(const EdidBytes& bytes) {
-    constexpr const char* names[] = {"Reserved",
+void readAudioFormat(const EdidBytes& bytes, EdidDataBlock& block) {
+    constexpr const char* names[] = {"",
                                      "Linear PCM",
                                      "AC-3",
                                      "MPEG 1 (Layers 1 & 2)",
@@ -151,6 +151,8 @@ EdidAudioFormat readAudioFormat(const EdidBytes& bytes) {
     constexpr double rates[] = {32, 44.1, 48, 88.2, 96, 176.4, 192};
     constexpr unsigned sampleBits[] = {16, 20, 24};
     const unsigned code = bytes[0] >> 3 & 15;
+    // What follows a reserved code has no meaning yet.
+    if (code == 0) return block.details.push_back("a reserved audio format");
     EdidAudioFormat format;
     format.name = names[code];
     format.channels = (bytes[0] & 7) + 1;
@@ -164,7 +166,7 @@ EdidAudioFormat readAudioFormat(const EdidBytes& bytes) {
     } else if (code >= 2 && code <= 8) {
         format.maxBitRateKbps = bytes[2] * 8;
     }
-    return format;
+    block.audioFormats.push_back(std::move(format));
 }
 
 void readVendorBlock(const EdidBytes& content, EdidDataBlock& block) {
@@ -215,7 +217,7 @@ EdidDataBlock readCtaDataBlock(unsigned tag, const EdidBytes& content) {
         case 1:
             block.kind = "Audio Data Block";
             for (std::size_t i = 0; i + 2 < content.size(); i += 3)
-                block.audioFormats.push_back(readAudioFormat(content.part(i, 3)));
+                readAudioFormat(content.part(i, 3), block);
             break;
         case 2:
             block.kind = "Video Data Block";
@@ -243,6 +245,25 @@ EdidDataBlock readCtaDataBlock(unsigned tag, const EdidBytes& content) {
             break;
     }
     return block;
+}
+
+// The data blocks from byte `begin` of an extension up to byte `end`.
+void readCtaDataBlocks(const EdidBytes& bytes, std::size_t begin, std::size_t end, const std::string& place,
+                       EdidBlock& block, std::vector<std::string>& problems) {
+    for (std::size_t at = begin; at < end;) {
+        const std::size_t length = bytes[at] & 31;
+        // Zeroes are padding.
+        if (bytes[at] == 0) {
+            ++at;
+            continue;
+        }
+        if (at + 1 + length > end) {
+            problems.push_back(place + formatted("the data block at byte %zu has %zu bytes, room is for %zu",
+                                                 at, length, end - at - 1));
+        }
+        block.dataBlocks.push_back(readCtaDataBlock(bytes[at] >> 5, bytes.part(0, end).part(at + 1, length)));
+        at += 1 + length;
+    }
 }
 
 std::string displayIdKindOf(unsigned tag) {
@@ -307,6 +328,9 @@ EdidDataBlock readDisplayIdDataBlock(unsigned tag, const EdidBytes& content) {
     EdidDataBlock block;
     block.kind = displayIdKindOf(tag);
     block.size = static_cast<unsigned>(content.size());
+    // Here the identifier's most significant byte comes first, other than in CTA-861.
+    if ((tag == 0x7E || tag == 0x7F) && content.size() >= 3)
+        block.details.push_back(formatted("OUI %02X-%02X-%02X", content[0], content[1], content[2]));
     if (tag == 0x03 || tag == 0x22) {
         for (std::size_t at = 0; at + timingBytes <= content.size(); at += timingBytes) {
             block.timings.push_back(
@@ -345,21 +369,7 @@ void readCtaBlock(const EdidBytes& bytes, const std::string& place, EdidBlock& b
         timings = checksumAt;
     }
     // Revisions before the third have no data blocks.
-    for (std::size_t at = firstDataBlock; bytes[1] >= 3 && at < timings;) {
-        const std::size_t length = bytes[at] & 31;
-        // Zeroes are padding.
-        if (bytes[at] == 0) {
-            ++at;
-            continue;
-        }
-        if (at + 1 + length > timings) {
-            problems.push_back(place + formatted("the data block at byte %zu has %zu bytes, room is for %zu",
-                                                 at, length, timings - at - 1));
-        }
-        block.dataBlocks.push_back(
-            readCtaDataBlock(bytes[at] >> 5, bytes.part(0, timings).part(at + 1, length)));
-        at += 1 + length;
-    }
+    if (bytes[1] >= 3) readCtaDataBlocks(bytes, firstDataBlock, timings, place, block, problems);
     for (std::size_t at = timings; at + timingBytes <= checksumAt && bytes.little(at, 2) != 0;
          at += timingBytes)
         block.timings.push_back(readDetailedTiming(bytes.part(at, timingBytes)));
@@ -368,6 +378,7 @@ void readCtaBlock(const EdidBytes& bytes, const std::string& place, EdidBlock& b
 void readDisplayIdBlock(const EdidBytes& bytes, const std::string& place, EdidBlock& block,
                         std::vector<std::string>& problems) {
     constexpr std::size_t section = 1, sectionHeader = 4, largestContent = 121, blockHeader = 3;
+    constexpr unsigned ctaTag = 0x81;  // its content are data blocks of CTA-861
     block.version = formatted("%u.%u", bytes[section] >> 4, bytes[section] & 15);
     std::size_t length = bytes[section + 1];
     if (length > largestContent) {
@@ -396,7 +407,10 @@ void readDisplayIdBlock(const EdidBytes& bytes, const std::string& place, EdidBl
                                                  section + sectionHeader + at, size,
                                                  content.size() - at - blockHeader));
         }
-        block.dataBlocks.push_back(readDisplayIdDataBlock(tag, content.part(at + blockHeader, size)));
+        const EdidBytes inner = content.part(at + blockHeader, size);
+        block.dataBlocks.push_back(readDisplayIdDataBlock(tag, inner));
+        const std::size_t begin = section + sectionHeader + at + blockHeader;
+        if (tag == ctaTag) readCtaDataBlocks(bytes, begin, begin + inner.size(), place, block, problems);
         at += blockHeader + size;
     }
 }

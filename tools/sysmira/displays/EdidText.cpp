@@ -221,7 +221,7 @@ Json toJson(const Edid& edid) {
     json["version"] = edid.version;
     json["manufacturer"] = edid.manufacturer;
     json["product"] = edid.product;
-    json["serialNumber"] = edid.serialNumber;
+    json["serialNumber"] = unlessZero(edid.serialNumber);
     json["name"] = edid.name;
     json["serialText"] = edid.serialText;
     json["texts"] = edid.texts;

@@ -6,11 +6,14 @@
 #include <nlohmann/json.hpp>
 
 #include "support/DateTime.h"
+#include "support/System.h"
 #include "tools/sysmira/OwnProcess.h"
 #include "tools/sysmira/Target.h"
 #include "tools/sysmira/events/EventText.h"
 #include "tools/sysmira/report/Attention.h"
 #include "tools/sysmira/report/ReportSections.h"
+#include "tools/sysmira/text/PrintableText.h"
+#include "tools/sysmira/text/Told.h"
 
 namespace sysmira {
 
@@ -57,7 +60,10 @@ private:
         } else if (entry.contains("item")) {
             m_data[entry["item"].get<std::string>()].push_back(entry["value"]);
         } else if (entry.contains("trouble")) {
-            m_reasons.push_back(entry["trouble"].get<std::string>());
+            // One reason may keep several pieces away.
+            const std::string reason = entry["trouble"].get<std::string>();
+            if (std::find(m_reasons.begin(), m_reasons.end(), reason) == m_reasons.end())
+                m_reasons.push_back(reason);
             m_allDenied = m_allDenied && entry["cause"] == "denied";
             m_allNotSupported = m_allNotSupported && entry["cause"] == "notSupported";
         } else {
@@ -105,6 +111,7 @@ Json readReport(const ReportRequest& request, std::ostream& err) {
     Json report = {{"format", "sysmira-report"},
                    {"version", formatVersion},
                    {"program", "sysmira " SYSMIRA_VERSION},
+                   {"computer", told(toUtf8(zor::System::getEnvironmentVariable("COMPUTERNAME")))},
                    {"time", timeToJson(now)},
                    {"utcOffsetMinutes", (now.getUtcSign() == '-' ? -1 : 1) * int{now.getUtcOffset()}},
                    {"simulated", canChooseMachine()},

@@ -56,10 +56,11 @@ std::string offsetText(int minutes) {
 ReportLayout layOut(const nlohmann::ordered_json& document) {
     const JsonPath report(document);
     ReportLayout layout;
-    std::string name;
+    std::string name = printable(report["computer"].toText());
     for (const JsonPath& section : report["sections"].items()) {
         const JsonPath system = section["data"]["operatingSystem"]["objects"][std::size_t(0)]["properties"];
-        if (section["name"].toText() == "system") name = printable(system["CSName"]["value"].toText());
+        const std::string known = printable(system["CSName"]["value"].toText());
+        if (section["name"].toText() == "system" && !known.empty()) name = known;
     }
     layout.title = name.empty() ? "This PC" : name;
     layout.about.add("Made",

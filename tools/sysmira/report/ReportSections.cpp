@@ -82,19 +82,22 @@ void readDrives(SectionOutput& output) {
     const Json drives = output.addResult("drives", [](Output& result) { runDrives({}, result); });
     output.addResult("volumes", [](Output& result) { runVolumes(result); });
     if (drives.is_null()) return;
+    std::string closed;
     for (const Json& drive : drives["drives"]) {
         const std::string index = std::to_string(drive["index"].get<std::size_t>());
         if (drive["opened"] == false) {
-            output.tellTrouble(
-                "drive " + index + " cannot be opened; Windows lets administrators alone do so",
-                FailureCause::Denied);
+            closed += (closed.empty() ? "" : ", ") + index;
             continue;
         }
-        if (drive["capacity"] == 0) continue;  // no medium
+        if (drive["capacity"].is_null()) continue;  // no medium
         DrivesRequest request;
         request.drive = index;
         request.map = true;
         output.addResult("map of drive " + index, [&](Output& result) { runDrives(request, result); });
+    }
+    if (!closed.empty()) {
+        output.tellTrouble("drive " + closed + " cannot be opened; Windows lets administrators alone do so",
+                           FailureCause::Denied);
     }
 }
 

@@ -106,7 +106,9 @@ Blocks layOutSystem(const JsonPath& data) {
 
 ReportText deviceName(const JsonPath& device) {
     for (const char* key : {"name", "friendlyName", "description"}) {
-        if (!device[key].toText().empty()) return textCell(device[key]);
+        zor::String name = zor::String::fromUTF8(device[key].toText());
+        if (!name.trim().empty())
+            return ReportSpan{printable(name), device[key].pointer(), device[key].toText()};
     }
     return device["parent"].isNull() && device["depth"].exists() ? "This PC" : "(no name)";
 }
@@ -217,8 +219,9 @@ ReportFacts driveFacts(const JsonPath& drive) {
     facts.add("Device type", textCell(drive["deviceType"]));
     facts.add("Media", textCell(drive["media"]));
     facts.add("Capacity", sizeCell(drive["capacity"], /*full=*/true));
-    facts.add("Sectors",
-              numberCell(drive["sectorCount"]) + " of " + numberCell(drive["sectorSize"]) + " bytes");
+    facts.add("Sectors", drive["sectorCount"].isNull() ? "-"
+                                                       : numberCell(drive["sectorCount"]) + " of " +
+                                                             numberCell(drive["sectorSize"]) + " bytes");
     if (const JsonPath address = drive["scsiAddress"]; !address.isNull()) {
         facts.add("SCSI address", "port " + numberCell(address["port"]) + ", path " +
                                       numberCell(address["path"]) + ", target " +
@@ -242,11 +245,6 @@ ReportText volumeName(const JsonPath& volume) {
     return name;
 }
 
-// 0 bytes in all stand for a volume that does not tell, or a drive without a medium.
-ReportText volumeSize(const JsonPath& volume, const char* key, bool full) {
-    return volume["totalBytes"].toNumber<unsigned long long>() == 0 ? "-" : sizeCell(volume[key], full);
-}
-
 ReportTable volumeTable(const JsonPath& volumes) {
     ReportTable table;
     table.caption = "Volumes";
@@ -257,10 +255,9 @@ ReportTable volumeTable(const JsonPath& volumes) {
         // A hidden volume with a name has two entries, of which the second goes by the path of its device.
         const std::string ownName = volume["volumeName"].toText();
         if (!ownName.empty() && !known.insert(ownName).second) name += ", the same by its device";
-        table.rows.push_back({std::move(name), textCell(volume["fileSystem"]),
-                              volumeSize(volume, "totalBytes", /*full=*/false),
-                              volumeSize(volume, "usedBytes", /*full=*/false),
-                              volumeSize(volume, "freeBytes", /*full=*/false)});
+        table.rows.push_back(
+            {std::move(name), textCell(volume["fileSystem"]), sizeCell(volume["totalBytes"], /*full=*/false),
+             sizeCell(volume["usedBytes"], /*full=*/false), sizeCell(volume["freeBytes"], /*full=*/false)});
     }
     return table;
 }
@@ -287,11 +284,13 @@ ReportGroup volumeGroup(const JsonPath& volume) {
     ReportFacts facts;
     facts.add("File system", textCell(volume["fileSystem"]));
     facts.add("Serial number", textCell(volume["serialNumber"]));
-    facts.add("Capacity", volumeSize(volume, "totalBytes", /*full=*/true));
-    facts.add("Used", volumeSize(volume, "usedBytes", /*full=*/true));
-    facts.add("Free", volumeSize(volume, "freeBytes", /*full=*/true));
-    facts.add("Cluster", numberCell(volume["sectorsPerCluster"]) + " sectors of " +
-                             numberCell(volume["bytesPerSector"]) + " bytes");
+    facts.add("Capacity", sizeCell(volume["totalBytes"], /*full=*/true));
+    facts.add("Used", sizeCell(volume["usedBytes"], /*full=*/true));
+    facts.add("Free", sizeCell(volume["freeBytes"], /*full=*/true));
+    facts.add("Cluster", volume["bytesPerSector"].isNull()
+                             ? "-"
+                             : numberCell(volume["sectorsPerCluster"]) + " sectors of " +
+                                   numberCell(volume["bytesPerSector"]) + " bytes");
     facts.add("Type", textCell(volume["type"]));
     facts.add("Flags", listCell(volume["flags"]));
     facts.add("Encrypted", volume["encrypted"].isNull()
@@ -351,7 +350,9 @@ ReportText timingsText(const JsonPath& timings) {
 void addEdidFacts(const JsonPath& edid, ReportFacts& facts) {
     facts.add("Maker and product", textCell(edid["manufacturer"]) + " " + plainCell(edid["product"]));
     facts.add("Monitor's name", textCell(edid["name"]));
-    facts.add("Serial number", textCell(edid["serialText"]) + " (" + plainCell(edid["serialNumber"]) + ")");
+    ReportText serial = textCell(edid["serialText"]);
+    if (!edid["serialNumber"].isNull()) serial += " (" + plainCell(edid["serialNumber"]) + ")";
+    facts.add("Serial number", serial);
     facts.add(edid["isModelYear"].isTrue() ? "Model of" : "Made in", plainCell(edid["year"]));
     facts.add("Size", plainCell(edid["widthCm"]) + " cm x " + plainCell(edid["heightCm"]) + " cm");
     facts.add("Input", (edid["digital"].isTrue() ? "digital, " : "analog, ") + textCell(edid["interface"]));

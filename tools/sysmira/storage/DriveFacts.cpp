@@ -10,6 +10,7 @@
 #include "tools/sysmira/storage/VolumeFacts.h"
 #include "tools/sysmira/text/PrintableText.h"
 #include "tools/sysmira/text/Sizes.h"
+#include "tools/sysmira/text/Told.h"
 
 namespace sysmira {
 
@@ -92,10 +93,17 @@ std::vector<std::string> rolesOf(const WindowsDrive& drive) {
 
 std::string trimmed(zor::String text) { return printable(text.trim()); }
 
+ordered_json toldText(zor::String text) { return told(toUtf8(text.trim())); }
+
+// Descriptors hold vendor and product apart and pad them with blanks.
+std::string describedModel(const WindowsDrive& drive) {
+    zor::String vendorText = drive.vendorId(), productText = drive.productId();
+    const std::string vendor = toUtf8(vendorText.trim()), product = toUtf8(productText.trim());
+    return vendor + (vendor.empty() || product.empty() ? "" : " ") + product;
+}
+
 std::string modelOf(const KnownDrive& drive) {
-    const std::string vendor = trimmed(drive.drive.vendorId()), product = trimmed(drive.drive.productId());
-    if (!vendor.empty() || !product.empty())
-        return vendor + (vendor.empty() || product.empty() ? "" : " ") + product;
+    if (const std::string model = describedModel(drive.drive); !model.empty()) return printable(model);
     zor::String name;
     drive.device.getDisplayName(name, zor::String("(no name)"));
     return printable(name);
@@ -226,13 +234,13 @@ ordered_json toJson(KnownDrive& known) {
     const bool described = drive.storageDescriptorInitialized();
     ordered_json object;
     object["index"] = known.index;
-    object["windowsName"] = windowsNameOf(known);
+    object["windowsName"] = told(windowsNameOf(known));
     object["opened"] = !isClosed(known);
-    object["vendor"] = toUtf8(drive.vendorId());
-    object["product"] = toUtf8(drive.productId());
-    object["model"] = toUtf8(drive.modelId());
-    object["revision"] = toUtf8(drive.productRevision());
-    object["serialNumber"] = toUtf8(drive.serialNumber());
+    object["vendor"] = toldText(drive.vendorId());
+    object["product"] = toldText(drive.productId());
+    object["model"] = told(describedModel(drive));
+    object["revision"] = toldText(drive.productRevision());
+    object["serialNumber"] = toldText(drive.serialNumber());
     object["bus"] = nullptr;
     object["deviceType"] = nullptr;
     if (described) {
@@ -240,9 +248,9 @@ ordered_json toJson(KnownDrive& known) {
         object["deviceType"] = deviceTypeName(drive.type());
     }
     object["media"] = mediaName(drive.getMediaType());
-    object["capacity"] = drive.getTotalCapacity();
-    object["sectorSize"] = drive.getSectorSize();
-    object["sectorCount"] = drive.getSectorCount();
+    object["capacity"] = told(drive.getTotalCapacity());
+    object["sectorSize"] = told(drive.getSectorSize());
+    object["sectorCount"] = told(drive.getSectorCount());
     object["scsiAddress"] = nullptr;
     if (ScsiAddress address; drive.scsiAddress(address)) {
         object["scsiAddress"] = {{"port", address.portNumber},
@@ -257,7 +265,7 @@ ordered_json toJson(KnownDrive& known) {
     if (!attributes.offline.isUnknown()) object["offline"] = attributes.offline.isTrue();
     object["roles"] = rolesOf(drive);
     object["deviceId"] = toUtf8(known.device.getDeviceInstanceId());
-    object["osLocator"] = toUtf8(known.device.getOsLocator());
+    object["osLocator"] = told(toUtf8(known.device.getOsLocator()));
     object["volumes"] = ordered_json::array();
     for (const Volume& volume : drive.volumes()) object["volumes"].push_back(toJson(readVolume(volume)));
     object["partsOf"] = ordered_json::array();

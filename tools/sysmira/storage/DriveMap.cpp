@@ -11,6 +11,7 @@
 #include "tools/sysmira/storage/VolumeFacts.h"
 #include "tools/sysmira/text/PrintableText.h"
 #include "tools/sysmira/text/Sizes.h"
+#include "tools/sysmira/text/Told.h"
 
 namespace sysmira {
 
@@ -246,9 +247,9 @@ ordered_json toJson(const DriveMap& map) {
         ordered_json object;
         object["partition"] = nullptr;
         if (region.partition) object["partition"] = *region.partition;
-        object["type"] = region.type;
-        object["volume"] = region.volume;
-        object["fileSystem"] = region.fileSystem;
+        object["type"] = told(region.type);
+        object["volume"] = told(region.volume);
+        object["fileSystem"] = told(region.fileSystem);
         object["offset"] = region.offset;
         object["length"] = region.length;
         object["used"] = nullptr;

@@ -5,6 +5,7 @@
 #include "tools/sysmira/storage/StorageNames.h"
 #include "tools/sysmira/text/PrintableText.h"
 #include "tools/sysmira/text/Sizes.h"
+#include "tools/sysmira/text/Told.h"
 
 namespace sysmira {
 
@@ -114,14 +115,17 @@ ordered_json toJson(const VolumeFacts& facts) {
     ordered_json object;
     object["letter"] = nullptr;
     if (facts.letter) object["letter"] = std::string(1, *facts.letter);
-    object["label"] = toUtf8(facts.info.volumeName);
-    object["fileSystem"] = toUtf8(facts.info.fileSystemName);
-    object["serialNumber"] = toUtf8(facts.info.serialNumber);
-    object["totalBytes"] = facts.info.totalBytes;
-    object["usedBytes"] = facts.info.usedBytes;
-    object["freeBytes"] = facts.info.freeBytes;
-    object["bytesPerSector"] = facts.info.bytesPerSector;
-    object["sectorsPerCluster"] = facts.info.sectorsPerCluster;
+    // The label of a file system that is there may be empty, and its free space 0.
+    const std::string fileSystem = toUtf8(facts.info.fileSystemName), label = toUtf8(facts.info.volumeName);
+    object["label"] = fileSystem.empty() ? told(label) : ordered_json(label);
+    object["fileSystem"] = told(fileSystem);
+    object["serialNumber"] = told(toUtf8(facts.info.serialNumber));
+    const bool sized = facts.info.totalBytes != 0;
+    object["totalBytes"] = told(facts.info.totalBytes);
+    object["usedBytes"] = sized ? ordered_json(facts.info.usedBytes) : nullptr;
+    object["freeBytes"] = sized ? ordered_json(facts.info.freeBytes) : nullptr;
+    object["bytesPerSector"] = told(facts.info.bytesPerSector);
+    object["sectorsPerCluster"] = told(facts.info.sectorsPerCluster);
     object["type"] = driveTypeName(facts.driveType);
     object["flags"] = flagNames(facts.flags);
     object["encrypted"] = nullptr;
@@ -146,8 +150,8 @@ ordered_json toJson(const VolumeFacts& facts) {
                                      {"offset", extent.startingOffset},
                                      {"length", extent.extentLength}});
     }
-    object["volumeName"] = facts.guidPath;
-    object["osLocator"] = facts.locator;
+    object["volumeName"] = told(facts.guidPath);
+    object["osLocator"] = told(facts.locator);
     return object;
 }
 
