@@ -27,7 +27,7 @@ Text quoted(const Text& text) {
     return result + u"\"";
 }
 
-bool isTextType(CIMTYPE type) { return type == CIM_STRING || type == CIM_DATETIME || type == CIM_REFERENCE; }
+bool isReadAsText(CIMTYPE type) { return type == CIM_STRING || type == CIM_DATETIME || type == CIM_REFERENCE; }
 
 // Reads "name=value" pairs and their separators.
 class KeyReader {
@@ -219,7 +219,7 @@ std::optional<Text> relativePath(const Text& className,
         if (property.value.null || property.value.items.empty()) return std::nullopt;
         const Text value = plainText(property.type, property.value.items[0]);
         path += first ? u"." : u",";
-        path += property.name + u"=" + (isTextType(property.type) ? quoted(value) : value);
+        path += property.name + u"=" + (isReadAsText(property.type) ? quoted(value) : value);
         first = false;
     }
     return first ? path + u"=@" : path;

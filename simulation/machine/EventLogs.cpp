@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <vector>
+
+#include "simulation/machine/Machine.h"
 
 namespace simulation {
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
 
 template <class... Arguments>
 Text format(const char* pattern, Arguments... arguments) {

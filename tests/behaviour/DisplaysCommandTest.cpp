@@ -177,11 +177,12 @@ TEST(DesktopPicture, DrawsScreensOfAnySizeAndPlace) {
     EXPECT_EQ(drawDesktop({}), Strings());
     EXPECT_EQ(drawDesktop({{0, 0, 0, 600, "none", {}}}), Strings());
     const Strings both = drawDesktop({{0, 0, 100, 100, "A", {"same"}}, {0, 0, 100, 100, "B", {"same"}}});
-    EXPECT_EQ(both.size(), 24u);
+    ASSERT_EQ(both.size(), 24u);
     EXPECT_NE(both[11].find("A + B"), std::string::npos);
     EXPECT_NE(both[12].find("same"), std::string::npos);
     // What has no room ends with a sign of that.
     const Strings narrow = drawDesktop({{0, 0, 3000, 100, "left", {}}, {3000, 0, 200, 100, "DISPLAY12", {}}});
+    ASSERT_GT(narrow.size(), 1u);
     EXPECT_NE(narrow[1].find("│DI…│"), std::string::npos) << narrow[1];
     // As far apart as Windows can place them, and too small for a name.
     const Strings apart = drawDesktop({{-0x80000000ll, -0x80000000ll, 0xFFFFFFFFll, 0xFFFFFFFFll, "wide", {}},
@@ -201,6 +202,7 @@ TEST(DesktopPicture, KeepsItsColumnsWithCharactersOfAnyWidth) {
     EXPECT_NE(all.find("液晶デ"), std::string::npos) << all;
     EXPECT_EQ(all.find("プレイe\u0301"), std::string::npos) << all;
     const Strings alone = drawDesktop({{0, 0, 100, 100, "液晶e\u0301", {}}});
+    ASSERT_EQ(alone.size(), 24u);
     EXPECT_NE(alone[11].find("液晶e\u0301"), std::string::npos);
 }
 

@@ -51,7 +51,7 @@ TEST(EdidReader, NamesWhatDoesNotFitAndTellsTheRest) {
         const Edid edid = decode(bytes);
         EXPECT_EQ(edid.problems, each.problems) << each.at;
         EXPECT_EQ(edid.name, "B27 Pro");
-        EXPECT_EQ(edid.blocks.size(), 3u);
+        ASSERT_EQ(edid.blocks.size(), 3u);
         EXPECT_FALSE(edid.blocks[1].dataBlocks.empty() && each.value != 3) << each.at;
         EXPECT_FALSE(edid.blocks[2].dataBlocks.empty());
     }
@@ -61,6 +61,7 @@ TEST(EdidReader, NamesWhatDoesNotFitAndTellsTheRest) {
                                          "block 1: the checksum is 0xe0, it should be 0xe1",
                                          "block 2: it has 100 of its 128 bytes",
                                          "block 0: it announces 3 extension blocks, 2 follow"}));
+    ASSERT_EQ(damaged.blocks.size(), 3u);
     EXPECT_EQ(damaged.blocks[1].timings.size(), 1u);
 }
 

@@ -184,6 +184,7 @@ TEST_F(LoadedMachine, IsWhatTheFileSays) {
     EXPECT_TRUE(machine.node(u"USB\\PART\\5&1")->phantom);
 
     const simulation::DeviceNode& robot = *machine.node(node);
+    ASSERT_EQ(robot.interfaces.size(), 2u);
     EXPECT_EQ(robot.interfaces[0].path,
               u"\\\\?\\pci#ven_1b36&dev_0001#3&11583659&0&a0#{3abf6f2d-71c4-462a-8a92-1e6861e6af27}");
     EXPECT_EQ(robot.interfaces[1].path, u"\\\\?\\arm");

@@ -49,6 +49,7 @@ TEST_F(Counters, OnItsOwnEachReadTakesASample) {
               (Strings{"PdhCollectQueryData", "PdhGetFormattedCounterValue", "PdhCollectQueryData",
                        "PdhGetFormattedCounterValue", "PdhCollectQueryData", "PdhGetFormattedCounterValue"}));
     const Strings formats = argumentsOf("PdhGetFormattedCounterValue");
+    ASSERT_EQ(formats.size(), 3u);
     EXPECT_EQ(formats[0].substr(formats[0].rfind(' ')), " 512");
     EXPECT_EQ(formats[1].substr(formats[1].rfind(' ')), " 1024");
     EXPECT_EQ(formats[2].substr(formats[2].rfind(' ')), " 256");

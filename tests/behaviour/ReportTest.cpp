@@ -50,7 +50,7 @@ protected:
     Json section(const std::string& name, int status = 0) const {
         const Json report = runJson({"--section", name}, status);
         EXPECT_EQ(report["sections"].size(), 1u);
-        return report["sections"][0];
+        return report.at("sections").at(0);
     }
     static void endProcessIn(const std::string& function) {
         simulation::Fault fault;
@@ -203,6 +203,7 @@ TEST_F(Report, ShowsWhatIsNotKnownAsNullAndNamesWithoutPadding) {
     }
     EXPECT_EQ(unknown, 3u);
     const Json& regions = data["map of drive 2"]["map"]["regions"];
+    ASSERT_FALSE(regions.empty());
     EXPECT_EQ(regions[0]["type"], nullptr);
     EXPECT_EQ(regions[0]["volume"], nullptr);
     EXPECT_EQ(regions[0]["fileSystem"], nullptr);

@@ -316,6 +316,7 @@ TEST_F(EventService, RendersEveryTypeOfValueIntoTheCallersBuffer) {
     event.with(u"0", {});
     channel->add(event);
     const auto events = all(u"*");
+    ASSERT_EQ(events.size(), 1u);
     const auto bytes = render(events[0], EvtRenderContextUser);
     const auto* const end = bytes.data() + bytes.size();
     ASSERT_GE(bytes.size(), 11 * sizeof(EVT_VARIANT));
@@ -639,6 +640,7 @@ TEST_F(EventLogFile, FillsChannelAndClassicLogAlike) {
     EXPECT_EQ(events[0].provider, u"disk");
     EXPECT_EQ(events[0].record, 100u);
     EXPECT_EQ(events[0].qualifiers, 0xC004);
+    ASSERT_FALSE(events[0].content.children.empty());
     const Text text = events[0].content.children[0].value.text;
     EXPECT_TRUE(text == u"one" || text == u"two");
     EVENTLOGRECORD header;
@@ -695,6 +697,7 @@ TEST_F(EventLogFile, TheBundledPcHasThreeYearsOfThem) {
     machine = simulation::readMachine(simulation::bundledMachine(), "bundled");
     const auto& system = machine.events.channels[u"System"].events;
     const auto& application = machine.events.channels[u"Application"].events;
+    ASSERT_FALSE(system.empty());
     EXPECT_GT(system.size() + application.size(), 5000u);
     EXPECT_EQ(machine.events.classic[u"System"].count(), system.size());
     EXPECT_GT(system.back().time - system.front().time, 1000 * 1440 * Minute);

@@ -298,7 +298,7 @@ TEST_F(Wmi, AQueryIsRunAtOnceAndCanBeRewound) {
     ASSERT_TRUE(wmi.query(Fans, result));
     EXPECT_EQ(argumentsOf("IWbemServices::ExecQuery"), (Strings{"WQL, select * from Test_Fan, 16"}));
     EXPECT_EQ(idsOf(result), (Strings{"CPU", "Case"}));
-    EXPECT_EQ(logTexts(), (Strings{"455 nextNoWait failed: 1"}));
+    ASSERT_EQ(logTexts(), (Strings{"455 nextNoWait failed: 1"}));
     EXPECT_EQ(log[0].logger, "libSysmira.Wmi");
     EXPECT_EQ(log[0].priority, 3);
     EXPECT_EQ(getLastWmiResult(), WBEM_S_FALSE);
@@ -384,7 +384,7 @@ TEST_F(Wmi, AWrongEventQueryIsLogged) {
     WmiQueryResult events;
     ASSERT_TRUE(wmi.connect("root\\cimv2"));
     EXPECT_FALSE(wmi.queryForEvents("select events please", events));
-    EXPECT_EQ(logTexts(), (Strings{"555 queryForEvents failed: -2147217320"}));
+    ASSERT_EQ(logTexts(), (Strings{"555 queryForEvents failed: -2147217320"}));
     EXPECT_EQ(log[0].logger, "libSysmira.Wmi");
     EXPECT_EQ(log[0].priority, 3);
     zor::LogFactory::setPriority(4);

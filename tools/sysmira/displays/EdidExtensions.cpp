@@ -329,7 +329,7 @@ EdidDataBlock readDisplayIdDataBlock(unsigned tag, const EdidBytes& content) {
     block.kind = displayIdKindOf(tag);
     block.size = static_cast<unsigned>(content.size());
     // Here the identifier's most significant byte comes first, other than in CTA-861.
-    if ((tag == 0x7E || tag == 0x7F) && content.size() >= 3)
+    if ((tag == 0x20 || tag == 0x7E || tag == 0x7F) && content.size() >= 3)
         block.details.push_back(formatted("OUI %02X-%02X-%02X", content[0], content[1], content[2]));
     if (tag == 0x03 || tag == 0x22) {
         for (std::size_t at = 0; at + timingBytes <= content.size(); at += timingBytes) {
