@@ -112,6 +112,8 @@ TEST_F(StorageCommand, DrawsTheWholeDisk) {
     EXPECT_EQ(spanned["cells"][0], nullptr);
     EXPECT_EQ(spanned["whyUseUnknown"], "the volume lies on several disks");
     EXPECT_TRUE(has(run({"drives", "11", "--map"}).out, "use not known: the volume lies on several disks\n"));
+    EXPECT_TRUE(
+        has(run({"report", "--section", "drives"}).out, "use not known: the volume lies on several disks"));
     // Numbers are unique within a device type alone: CD-ROM 0 is not disk 0.
     const json optical = runJson({"drives", "CdRom0", "--map"});
     for (const json& region : optical["map"]["regions"]) EXPECT_EQ(region["volume"], "");

@@ -129,6 +129,11 @@ ReportTable regionTable(const ReportDisk& disk) {
         const auto numeric = [&](const char* key, const std::string& text, const std::string& value) {
             return ReportText(ReportSpan{text, place + "/" + key, value});
         };
+        ReportText unknown = isGap ? "-" : "not known";
+        if (!region.whyUnknown.empty()) {
+            unknown += ": ";
+            unknown += numeric("whyUseUnknown", region.whyUnknown, region.whyUnknown);
+        }
         table.rows.push_back(
             {region.partition
                  ? numeric("partition", std::to_string(*region.partition), std::to_string(*region.partition))
@@ -136,7 +141,7 @@ ReportTable regionTable(const ReportDisk& disk) {
              holds, numeric("length", shortSize(region.length), std::to_string(region.length)),
              region.used ? numeric("used", std::to_string(std::lround(*region.used * 100)) + " %",
                                    toUtf8(zor::SprintfFormat("%.17g", *region.used)))
-                         : ReportText(isGap ? "-" : "not known")});
+                         : std::move(unknown)});
     }
     return table;
 }
