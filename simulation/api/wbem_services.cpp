@@ -45,8 +45,8 @@ const WmiOutcome& choose(const WmiOutcome& outcome, const WmiObjectData& in) {
     return found != outcome.cases.end() ? *found : outcome;
 }
 
-long long success(const Call& call) {
-    return call.distorted(Distortion::OtherSuccess) ? WBEM_S_FALSE : WBEM_S_NO_ERROR;
+HRESULT success(const Call& call) {
+    return call.distorted(Distortion::OtherSuccess) ? S_FALSE : S_OK;
 }
 
 class Services final : public ComObject<IWbemServices> {
