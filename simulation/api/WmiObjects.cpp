@@ -48,14 +48,16 @@ public:
         return name.find_first_of(u"\",\\") == Text::npos;
     }
     bool value(Text& value) {
-        if (!take(u'"')) {
+        // WMI takes keys in single quotes as well, as queries write them.
+        const char16_t quote = !m_text.empty() && m_text[0] == u'\'' ? u'\'' : u'"';
+        if (!take(quote)) {
             const size_t end = std::min(m_text.find(u','), m_text.size());
             value = m_text.substr(0, end);
             m_text.remove_prefix(end);
             return !value.empty() && value.find(u'"') == Text::npos;
         }
         while (!m_text.empty()) {
-            if (take(u'"')) return true;
+            if (take(quote)) return true;
             take(u'\\');
             if (m_text.empty()) return false;
             value += m_text[0];

@@ -231,7 +231,7 @@ public:
             return ends(call, WBEM_E_INVALID_PARAMETER);
         if (call.distorted(Distortion::NothingWritten)) return ends(call, Success);
         *text = call.distorted(Distortion::NullResult) ? nullptr : newBstr(toMof(*m_data), call.name());
-        return ends(call, call.distorted(Distortion::OtherSuccess) ? WBEM_S_FALSE : Success);
+        return ends(call, call.distorted(Distortion::OtherSuccess) ? S_FALSE : S_OK);
     }
 
     HRESULT STDMETHODCALLTYPE SpawnInstance(LONG flags, IWbemClassObject** instance) override {

@@ -4,6 +4,7 @@
 #include "simulation/api/ComObject.h"
 #include "simulation/api/OleAutomation.h"
 #include "simulation/api/Wql.h"
+#include "simulation/api/WqlAssociations.h"
 #include "simulation/control/Clock.h"
 #include "simulation/machine/Machine.h"
 
@@ -44,8 +45,8 @@ const WmiOutcome& choose(const WmiOutcome& outcome, const WmiObjectData& in) {
     return found != outcome.cases.end() ? *found : outcome;
 }
 
-long long success(const Call& call) {
-    return call.distorted(Distortion::OtherSuccess) ? WBEM_S_FALSE : WBEM_S_NO_ERROR;
+HRESULT success(const Call& call) {
+    return call.distorted(Distortion::OtherSuccess) ? S_FALSE : S_OK;
 }
 
 class Services final : public ComObject<IWbemServices> {
@@ -244,9 +245,27 @@ private:
     WmiRows run(const Text& wql, bool locatable) const {
         const auto query = parseWql(wql);
         if (query && !query->within) return run(*query, locatable);
+        if (const auto associations = parseAssociationQuery(wql)) return run(*associations);
         WmiRows none;
         none.failure = static_cast<HRESULT>(static_cast<long long>(WBEM_E_INVALID_QUERY));
         return none;
+    }
+
+    WmiRows run(const AssociationQuery& query) const {
+        WmiRows found;
+        auto path = parseWmiPath(query.path);
+        const WmiNamespaceModel* const model = path ? modelOf(*path) : nullptr;
+        const WmiInstance* const start = model != nullptr ? findInstance(*model, *path) : nullptr;
+        const long long failure = !path ? WBEM_E_INVALID_OBJECT_PATH : WBEM_E_NOT_FOUND;
+        if (start == nullptr) {
+            found.failure = static_cast<HRESULT>(failure);
+            return found;
+        }
+        for (const WmiInstance* const each : query.run(*model, *start)) {
+            found.rows.push_back(
+                std::make_shared<const WmiObjectData>(dataOfInstance(path->nameSpace, *model, *each)));
+        }
+        return found;
     }
 
     WmiRows run(const WqlQuery& query, bool locatable) const {

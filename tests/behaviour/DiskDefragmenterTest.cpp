@@ -6,8 +6,8 @@
 
 #include "simulation/control/Clock.h"
 #include "support/RaisedException.h"
-#include "tests/behaviour/CommandRun.h"
 #include "tests/behaviour/DefragPc.h"
+#include "tests/behaviour/SimulatedPc.h"
 
 namespace {
 
@@ -218,26 +218,6 @@ TEST_F(Defragmenter, TheMethodsOwnReturnValueIsKept) {
     failCall("IWbemServices::ExecMethod", static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
     EXPECT_EQ(defragmenter.getDefragStatusNonBlocking(status, 0), Failed);
     EXPECT_FALSE(defragmenter.getMethodReturnValue(returned)) << "that of the call before";
-}
-
-TEST_F(SimulatedPc, TheDefragCommandReportsWhatTheMethodReturned) {
-    const TemporaryFile file("defrag.json");
-    file.write(R"({
-        "name": "PC",
-        "devices": [{"id": "HTREE\\ROOT\\0"}],
-        "volumes": [{"name": "\\\\?\\Volume{1}\\", "mountPoints": ["X:\\"]}],
-        "wmi": {"root\\cimv2": {
-            "classes": [{"name": "Win32_Volume",
-                "properties": ["[key] string DeviceID", "string DriveLetter", "uint32 DriveType"],
-                "methods": [{"name": "DefragAnalysis", "returns": {"ReturnValue": 3},
-                    "out": ["boolean DefragRecommended", "object DefragAnalysis", "uint32 ReturnValue"]}]}],
-            "instances": [{"class": "Win32_Volume",
-                "values": {"DeviceID": "1", "DriveLetter": "X:", "DriveType": 3}}]}}})");
-    const Outcome outcome = runCommand({"defrag", "X", "--machine", file.path()});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(
-        outcome.err,
-        "sysmira: the analysis of X: failed: DefragAnalysis returned 3 (the volume is marked dirty).\n");
 }
 
 TEST_F(Defragmenter, ARunningAnalysisIsLeftToItself) {

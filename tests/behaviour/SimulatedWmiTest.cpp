@@ -132,8 +132,9 @@ TEST_F(SimulatedWmi, EvaluatesWql) {
           u"select *, Id from Test_Fan", u"select * from Test_Fan where (Rpm = 1",
           u"select * from Test_Fan where Id = 'open", u"select * from Test_Fan where Rpm < null",
           u"select * from Test_Fan where Id like 5", u"select * from Test_Fan where Rpm = 1x",
-          u"select * from Test_Fan within 5", u"select * from Test_Fan where Rpm",
-          u"associators of {Test_Fan.Id='1'}", u"delete * from Test_Fan"}) {
+          u"select * from Test_Fan within 5", u"select * from Test_Fan where Rpm", u"associators of Test_Fan",
+          u"associators of {Test_Fan.Id='Rear'} where",
+          u"references of {Test_Fan.Id='Rear'} where AssocClass = X", u"delete * from Test_Fan"}) {
         EXPECT_EQ(ask(services, wql), failed) << toUtf8(wql);
     }
     const Text deep = u"select * from Test_Fan where " + Text(100000, u'(') + u"Rpm = 1" + Text(100000, u')');
@@ -152,6 +153,36 @@ TEST_F(SimulatedWmi, EvaluatesWql) {
     CoUninitialize();
     EXPECT_EQ(ledger().describe(), "");
     EXPECT_EQ(ledger().violations(), "");
+}
+
+TEST_F(SimulatedWmi, FollowsAssociations) {
+    WmiNamespaceModel& cim = machine().wmi[u"root\\cimv2"];
+    cim.add(WmiClass{u"Test_Holds",
+                     u"",
+                     {{u"Antecedent", CIM_REFERENCE, {}, WmiKey},
+                      {u"Dependent", CIM_REFERENCE, {}, WmiKey},
+                      {u"Id", CIM_STRING}}});
+    const auto hold = [&](const char16_t* id, const char16_t* holder, const char16_t* held) {
+        cim.add(WmiInstance{u"Test_Holds", {{u"Id", id}, {u"Antecedent", holder}, {u"Dependent", held}}});
+    };
+    hold(u"one", u"Test_Part.Id=\"Filter\"", u"Test_Fan.Id=\"Rear\"");
+    hold(u"two", u"\\\\PC\\root\\cimv2:Test_Part.Id=\"Filter\"", u"Test_Fan.Id='CPU \"1\"'");
+    hold(u"gone", u"Test_Part.Id=\"Filter\"", u"Test_Fan.Id=\"Gone\"");
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    IWbemServices* const services = connect();
+    const std::pair<const char16_t*, std::string> table[] = {
+        {u"associators of {Test_Part.Id='Filter'}", "Rear;CPU \"1\";"},
+        {u"ASSOCIATORS OF {Test_Fan.Id=\"Rear\"} WHERE AssocClass = Test_Holds", "Filter;"},
+        {u"associators of {Test_Fan.Id='Rear'} where ResultClass=Test_Fan", ""},
+        {u"associators of {Test_Fan.Id='Rear'} where Role = Dependent ResultRole = Antecedent", "Filter;"},
+        {u"associators of {Test_Fan.Id='Rear'} where Role = Antecedent", ""},
+        {u"references of {Test_Part.Id='Filter'}", "one;two;gone;"},
+        {u"references of {Test_Fan.Id='Rear'} where ResultClass = Test_Holds Role = Dependent", "one;"},
+        {u"references of {Test_Fan.Id='Gone'}", "failed " + std::to_string(code(WBEM_E_NOT_FOUND))},
+    };
+    for (const auto& [wql, ids] : table) EXPECT_EQ(ask(services, wql), ids) << toUtf8(wql);
+    services->Release();
+    CoUninitialize();
 }
 
 TEST_F(SimulatedWmi, AConnectionSetsTheProcessesSecurity) {

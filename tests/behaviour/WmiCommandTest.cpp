@@ -257,4 +257,24 @@ TEST_F(WmiCommand, DeceivingValuesAreNullsNotGarbage) {
     }
 }
 
+TEST_F(WmiCommand, AFailedAnalysisIsReportedWithWhatItsMethodReturned) {
+    const TemporaryFile file("defrag.json");
+    file.write(R"({
+        "name": "PC",
+        "devices": [{"id": "HTREE\\ROOT\\0"}],
+        "volumes": [{"name": "\\\\?\\Volume{1}\\", "mountPoints": ["X:\\"]}],
+        "wmi": {"root\\cimv2": {
+            "classes": [{"name": "Win32_Volume",
+                "properties": ["[key] string DeviceID", "string DriveLetter", "uint32 DriveType"],
+                "methods": [{"name": "DefragAnalysis", "returns": {"ReturnValue": 3},
+                    "out": ["boolean DefragRecommended", "object DefragAnalysis", "uint32 ReturnValue"]}]}],
+            "instances": [{"class": "Win32_Volume",
+                "values": {"DeviceID": "1", "DriveLetter": "X:", "DriveType": 3}}]}}})");
+    const Outcome outcome = runCommand({"defrag", "X", "--machine", file.path()});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(
+        outcome.err,
+        "sysmira: the analysis of X: failed: DefragAnalysis returned 3 (the volume is marked dirty).\n");
+}
+
 }  // namespace

@@ -57,6 +57,15 @@ Result analysis() {
                       std::to_string(status.freeSpacePercentFragmentation)};
 }
 
+Result methodReturnValue() {
+    DiskDefragmenter defragmenter('C');
+    libSysmira::DefragStatus status;
+    defragmenter.getDefragStatusNonBlocking(status, 2000);
+    unsigned int value = 77;
+    const bool success = defragmenter.getMethodReturnValue(value);
+    return {success, success ? std::to_string(value) : ""};
+}
+
 Result helpWindow() {
     struct Forget {
         ~Forget() { libSysmira::forgetHelpEngine(); }
@@ -97,6 +106,7 @@ std::vector<Operation> utilityOperations() {
     return {
         {"FixedVolumes", utilityPc, fixedVolumes, anyOf({"", "C"})},
         {"DefragAnalysis", utilityPc, analysis, clearedOnFailure(), wmiIsNotThere},
+        {"DefragReturnValue", utilityPc, methodReturnValue, clearedOnFailure(), wmiIsNotThere},
         {"HelpWindow", utilityPc, helpWindow, clearedOnFailure()},
         {"HelpPane", utilityPc, helpPane, clearedOnFailure()},
         {"NetworkDialog", utilityPc, networkDialog, clearedOnFailure(), throwsNothing},
