@@ -75,7 +75,9 @@ public:
     void getMessageStringArguments(zor::Array<zor::String>& out) const;
 
     /// The record's message (FormatMessageW), from the message files that the registry names for its source;
-    /// empty when there is none, or when it asks for more insertion strings than the record has.
+    /// empty when there is none, or when it asks for more insertion strings than the record has. The files
+    /// are separated by semicolons in a value of type REG_EXPAND_SZ; a REG_SZ value is one file name,
+    /// semicolons included.
     zor::String getEventMessage();
     /// Six lines, and the message as a seventh; the time is UTC.
     zor::String toString(bool withMessage, unsigned int indent);

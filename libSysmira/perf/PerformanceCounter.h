@@ -44,7 +44,11 @@ public:
     //
     // A counter on its own is sampled by each read, once. Rates compare two samples: their first read fails,
     // and later ones tell of the time since the read before. A member of a query is not sampled here, but by
-    // PerformanceCounterQuery::updateCounters.
+    // PerformanceCounterQuery::updateCounters; before the first one that succeeds, Windows reports 0 for a
+    // counter that is no rate.
+    //
+    // The status that Windows stores beside the value (PDH_FMT_COUNTERVALUE::CStatus) is not examined: a read
+    // succeeds when PdhGetFormattedCounterValue does.
 
     bool getCounterValue(long long& value) const;
     bool getCounterValue(double& value) const;

@@ -51,6 +51,7 @@ public:
     static QueryParameters& queryParameters();
 
     EventDateTime dateTime() const { return EventDateTime(m_dateTime); }
+    /// Whether the completion type is "pass", in any letter case.
     bool passed() const { return m_passed; }
     // As Windows wrote them; 0 when it did not.
     unsigned int testDuration() const { return m_testDuration; }

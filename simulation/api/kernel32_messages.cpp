@@ -152,7 +152,7 @@ SIMULATED(DWORD, WINAPI, FormatMessageW,
                                                                                           "FormatMessageW");
     const bool ours = (flags & FORMAT_MESSAGE_FROM_HMODULE) != 0 && Ledger::wasGivenOut(source);
     if (real != nullptr && !ours) return real(flags, source, id, language, buffer, units, arguments);
-    Call call(function, flags, id);
+    Call call(function, flags, id, language, units);
     if (const auto fault = call.fault<DWORD>()) return *fault;
     if ((flags & Sources) == 0 || buffer == nullptr) return call.fails<DWORD>(ERROR_INVALID_PARAMETER);
     const bool allocate = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;

@@ -181,8 +181,14 @@ TEST_F(EventCommands, AChannelThatIsNotReadableSaysSo) {
                   "the query \"*[nonsense\" on the channel \"System\" cannot be run: "
                   "The specified query is invalid (15001)");
     expectFailure({"channel", "Security"}, 1, "the channel \"Security\" cannot be run: Access is denied (5)");
-    expectFailure({"channel", "System", "*", "--value", "not[a path"}, 1,
-                  "the query \"*\" on the channel \"System\" cannot be run: "
+    expectFailure({"channel", "System", "--value", "Nope/x"}, 1,
+                  "Windows refuses \"Nope/x\"; \"--value\" takes a path like Event/System/EventID");
+    expectFailure({"channel", "System", "--value", "Nope/x", "--value", "Event/System/EventID", "--messages"},
+                  1,
+                  "Windows refuses one of \"Nope/x\", \"Event/System/EventID\"; \"--value\" takes a path "
+                  "like Event/System/EventID");
+    expectFailure({"channel", "System", "*[nonsense", "--value", "Event/System/EventID"}, 1,
+                  "the query \"*[nonsense\" on the channel \"System\" cannot be run: "
                   "The specified query is invalid (15001)");
     EXPECT_EQ(run({"channel"}).status, 2);
     EXPECT_EQ(run({"channel", "System", "--xml", "--value", "Event"}).status, 2);

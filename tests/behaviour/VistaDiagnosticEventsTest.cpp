@@ -77,6 +77,15 @@ TEST_F(Diagnostics, MemoryTestsAreFoundNewestFirst) {
     EXPECT_THROW(events.memoryDiagnosticEvent(3), zor::RaisedException);
 
     channel->events.clear();
+    ChannelEvent bare(MemoryProvider, 1101);
+    channel->add(bare.withUserData(u"Results", u"CompletionType", u"Pass"));
+    events.findMemoryDiagnosticEvents();
+    ASSERT_EQ(events.memoryDiagnosticEventCount(), 1u);
+    EXPECT_TRUE(events.memoryDiagnosticEvent(0).passed());
+    EXPECT_EQ(events.memoryDiagnosticEvent(0).testDuration(), 0u) << "null counts as 0";
+    EXPECT_EQ(events.memoryDiagnosticEvent(0).numberPagesTested(), 0u);
+
+    channel->events.clear();
     addMemoryTest(u"pass");
     events.findMemoryDiagnosticEvents();
     EXPECT_EQ(events.memoryDiagnosticEventCount(), 1u) << "the last search alone";
@@ -119,6 +128,18 @@ TEST_F(Diagnostics, EventsOfOtherShapesAreLeftOut) {
         EXPECT_EQ(line.priority, 4);
         EXPECT_EQ(line.text.compare(0, 41, "50 Unexpected type returned from event : "), 0) << line.text;
     }
+}
+
+// Only a value of another type leaves an event out: misuse is reported to the caller.
+TEST_F(Diagnostics, OtherExceptionsReachTheCaller) {
+    addDiskFailure(u"disk");
+    libSysmira::QueryParameters& parameters = DiskDiagnosticEvent::queryParameters();
+    const libSysmira::QueryParameters kept = parameters;
+    parameters.valuePaths = {kept.valuePaths[0], kept.valuePaths[1]};
+    EXPECT_THROW(events.findDiskDiagnosticEvents(), zor::RaisedException);
+    parameters = kept;
+    events.findDiskDiagnosticEvents();
+    EXPECT_EQ(events.diskDiagnosticEventCount(), 1u);
 }
 
 TEST_F(Diagnostics, SearchesTraceTheirScopes) {

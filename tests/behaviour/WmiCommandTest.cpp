@@ -224,6 +224,9 @@ TEST_F(WmiCommand, FailuresAreOneSentenceWithTheCodeAndItsName) {
         {{"root/cimv2", "select * from Fan", "--call", "Measure", "Probe"}, 2, "\"Probe\" is no parameter"},
         {{"root/cimv2", "select * from Fan", "--timeout", "5"}, 2, "\"--timeout\" is for \"--events\""},
         {{"root/cimv2", "select * from Fan", "--timeout", "soon", "--events"}, 2, "soon"},
+        {{"root/cimv2", "select * from Fan", "--timeout=-1", "--events"},
+         2,
+         "--timeout: found \"-1\", expected a number from 0 to 4294967295"},
         {{"root/cimv2", "select * from Fan", "--call", "Stop", "--events"}, 2, "exclude each other"},
     };
     for (const auto& row : rows) {

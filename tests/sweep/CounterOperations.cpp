@@ -109,13 +109,14 @@ Result anyOrder() {
         copy = query;
         copy->addCounter(load());
     }
-    copy->updateCounters();
+    // Without a collection Windows gives 0.
+    const bool updated = copy->updateCounters();
     std::optional<PerformanceCounter> member;
     if (counter.isValid()) member = *counter;
     copy.reset();
     counter.release();
     long long value = 0;
-    const bool read = member && member->getCounterValue(value);
+    const bool read = updated && member && member->getCounterValue(value);
     return {true, (read ? std::to_string(value) : "none") + "\n"};
 }
 

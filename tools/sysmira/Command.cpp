@@ -234,7 +234,8 @@ private:
             ->add_option("--samples", counters.samples,
                          "End after so many samples, a second apart by default")
             ->type_name("N")
-            ->take_last();
+            ->take_last()
+            ->check(number(1, 0xFFFFFFFF));
     }
 
     void addDevices() {
@@ -278,7 +279,8 @@ private:
             ->add_option("--timeout", wmi.timeoutMs,
                          "With --events: end when so many milliseconds pass without a notification")
             ->type_name("MS")
-            ->take_last();
+            ->take_last()
+            ->check(number(0, 0xFFFFFFFF));
         m_wmi->add_option("--call", wmi.method, "Call a method on each object and print what it returns")
             ->type_name("METHOD")
             ->take_last()

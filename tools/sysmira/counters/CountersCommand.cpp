@@ -131,7 +131,7 @@ std::optional<Reading> read(const PerformanceCounter& counter) {
 // The counters that are read together, and the table of what they show.
 class Table {
 public:
-    // Names that do not exist are left out, and told at the end.
+    // Names that do not exist are left out.
     Table(const std::vector<std::string>& names, Output& output) : m_output(output) {
         for (const std::string& each : names) {
             const CounterName name = *parseCounterName(each);
@@ -171,19 +171,39 @@ public:
         m_output.print(line(seconds));
     }
 
-    // Says what could not be read, when there is something.
+    // Before the sampling, which may take long. Fails when no counter is left.
+    void reportUnknown() {
+        const std::vector<std::string> unknown = explanations();
+        if (empty()) return fail(unknown);
+        for (const std::string& sentence : unknown) m_output.remark(sentence);
+        m_unknownReported = true;
+    }
+
+    // Fails when something could not be read.
     void finish() {
         std::vector<std::string> missing;
-        for (const CounterName& name : m_unknown) missing.push_back(explainMissingCounter(name));
+        if (!m_unknownReported) missing = explanations();
         for (const Column& column : m_columns) {
             if (!column.everShown) missing.push_back("the counter \"" + column.name + "\" has no value");
         }
+        if (m_unknownReported && !m_unknown.empty())
+            missing.push_back("not every counter that was asked for exists");
+        fail(missing);
+    }
+
+private:
+    std::vector<std::string> explanations() const {
+        std::vector<std::string> sentences;
+        for (const CounterName& name : m_unknown) sentences.push_back(explainMissingCounter(name));
+        return sentences;
+    }
+
+    void fail(const std::vector<std::string>& missing) {
         if (missing.empty()) return;
         for (std::size_t i = 0; i + 1 < missing.size(); ++i) m_output.remark(missing[i]);
         throw CommandFailure(NotRead, missing.back());
     }
 
-private:
     struct Column {
         std::string name;
         PerformanceCounterPath path;
@@ -242,6 +262,7 @@ private:
     PerformanceCounterQuery m_query;
     std::vector<Column> m_columns;
     std::vector<CounterName> m_unknown;
+    bool m_unknownReported = false;
     bool m_headed = false;
 };
 
@@ -259,7 +280,7 @@ void wait(double seconds) {
 void readCounters(const CountersRequest& request, Output& output) {
     const InterruptionNoted interruption;
     Table table(request.names, output);
-    if (table.empty()) return table.finish();
+    if (request.reportsUnknownFirst || table.empty()) table.reportUnknown();
     const double every = request.everySeconds.value_or(1);
     const bool endless = request.everySeconds && !request.samples;
     const unsigned count = request.samples.value_or(1);

@@ -14,6 +14,8 @@ struct CountersRequest {
     std::vector<std::string> names;
     std::optional<double> everySeconds;  ///< between samples; none: a second
     std::optional<unsigned> samples;     ///< none: one, or with everySeconds until Ctrl+C
+    /// Whether counters that do not exist are explained before the sampling rather than after it.
+    bool reportsUnknownFirst = true;
 };
 
 /// Lists of names as text or as one JSON document; samples as a table that grows by a line each, or as one

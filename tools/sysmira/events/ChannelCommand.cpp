@@ -97,9 +97,10 @@ public:
         zor::Array<EventRow> rows;
         zor::Array<zor::String> messages;
         if (request.messages) {
-            VistaEventLogs::queryLogs(channel, query, order, pathsOf(m_columns), rows, messages);
+            m_pathsTaken =
+                VistaEventLogs::queryLogs(channel, query, order, pathsOf(m_columns), rows, messages);
         } else if (!request.xml) {
-            VistaEventLogs::queryLogs(channel, query, order, pathsOf(m_columns), rows);
+            m_pathsTaken = VistaEventLogs::queryLogs(channel, query, order, pathsOf(m_columns), rows);
         }
         m_error = getLastEventQueryError();
         for (unsigned i = 0; i < rows.size(); ++i) {
@@ -111,6 +112,7 @@ public:
     const std::vector<Event>& all() const { return m_events; }
     const std::vector<Column>& columns() const { return m_columns; }
     bool allRendered() const { return m_allRendered; }
+    bool pathsTaken() const { return m_pathsTaken; }
     DWORD error() const { return m_error; }
 
 private:
@@ -143,6 +145,7 @@ private:
     std::vector<Column> m_columns;
     std::vector<Event> m_events;
     bool m_allRendered = true;
+    bool m_pathsTaken = true;  // Windows renders them
     DWORD m_error = 0;
 };
 
@@ -236,6 +239,16 @@ void checkUsage(const ChannelRequest& request) {
     }
 }
 
+void checkPaths(const ChannelRequest& request, const Events& events) {
+    const bool refused = !events.pathsTaken() && events.error() == ERROR_EVT_INVALID_QUERY;
+    if (!refused || request.valuePaths.empty()) return;
+    std::string paths;
+    for (const std::string& path : request.valuePaths) paths += (paths.empty() ? "\"" : ", \"") + path + "\"";
+    throw CommandFailure(NotRead, "Windows refuses " +
+                                      std::string(request.valuePaths.size() == 1 ? "" : "one of ") + paths +
+                                      "; \"--value\" takes a path like Event/System/EventID");
+}
+
 Events read(const ChannelRequest& request, Output& output) {
     const Progress progress(output.errors(), "reading the channel \"" + request.channel + "\"");
     return Events(request);
@@ -246,6 +259,7 @@ Events read(const ChannelRequest& request, Output& output) {
 void runChannel(const ChannelRequest& request, Output& output) {
     checkUsage(request);
     const Events events = read(request, output);
+    checkPaths(request, events);
     const std::string query = request.query.empty() ? "the channel \"" + request.channel + "\""
                                                     : "the query \"" + request.query +
                                                           "\" on the channel \"" + request.channel + "\"";

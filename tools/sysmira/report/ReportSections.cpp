@@ -131,6 +131,8 @@ void readCounters(SectionOutput& output) {
                      "PhysicalDisk(_Total)\\Current Disk Queue Length"};
     request.samples = 16;
     request.everySeconds = 0.15;
+    // Explaining them lists all objects, which may end the process: the samples come first.
+    request.reportsUnknownFirst = false;
     output.addLines("samples", [&](Output& result) { runCounters(request, result); });
     output.addResult("objects", [](Output& result) { runCounters({}, result); });
 }
