@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         (void)query->fits(fans(), *fans().findClass(u"Fan"));
         for (const WmiInstance& fan : fans().instances) {
             const WmiObjectData object = dataOfInstance(u"root\\cimv2", fans(), fan);
-            if (query->matches(fans(), object)) (void)query->project(object);
+            if (query->matches(fans(), object)) (void)query->project(object, /*locatable=*/false);
         }
     }
     return 0;
