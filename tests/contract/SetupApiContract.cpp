@@ -138,6 +138,11 @@ TEST_F(SetupApiContract, ListsAreChosenByClassEnumeratorAndInterface) {
         SP_DEVINFO_DATA data;
         EXPECT_EQ(findDevice(list, DiskId, data), one.found);
     }
+    for (const WCHAR* noId : {L"SCSI", L"SCSI\\Disk"}) {
+        SetLastError(Marker);
+        EXPECT_EQ(SetupDiGetClassDevsW(&DiskInterface, noId, nullptr, DIGCF_DEVICEINTERFACE), NoList);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_DATA});
+    }
     for (const DWORD flags : {DWORD{0}, DWORD{DIGCF_PRESENT}, DWORD{DIGCF_PRESENT | DIGCF_DEVICEINTERFACE}}) {
         SetLastError(Marker);
         EXPECT_EQ(SetupDiGetClassDevsW(nullptr, L"SCSI", nullptr, flags), NoList);
@@ -321,6 +326,9 @@ TEST_F(SetupApiContract, InterfaceDetailIsFourBytesAndThePath) {
     EXPECT_EQ(read(detail, needed, nullptr), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(textOf(detail->DevicePath), DiskPath);
     SP_DEVINFO_DATA device = emptyDevice();
+    EXPECT_FALSE(SetupDiGetDeviceInterfaceDetailW(list, &data, nullptr, 0, &required, &device));
+    EXPECT_EQ(idOf(list, device), folded(DiskId)) << "the device is told where the path finds no room";
+    device = emptyDevice();
     EXPECT_TRUE(SetupDiGetDeviceInterfaceDetailW(list, &data, detail, sizeof buffer, &required, &device));
     EXPECT_EQ(required, needed);
     EXPECT_EQ(idOf(list, device), folded(DiskId));
@@ -434,9 +442,11 @@ TEST_F(SetupApiContract, RegistryValuesTellTheSizeThatTheyNeed) {
               ERROR_INVALID_PARAMETER);
     for (const WCHAR* missing : {L"nope", L"", static_cast<const WCHAR*>(nullptr)}) {
         EXPECT_EQ(read(missing, buffer, sizeof buffer), ERROR_FILE_NOT_FOUND);
+        EXPECT_EQ(size, 0u);
     }
-    HKEY none = nullptr;
+    HKEY none = key;
     EXPECT_EQ(RegOpenKeyExW(key, L"nope", 0, KEY_READ, &none), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(none, nullptr);
     HKEY same = nullptr;
     EXPECT_EQ(RegOpenKeyExW(key, nullptr, 0, KEY_READ, &same), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(same), ERROR_SUCCESS);
