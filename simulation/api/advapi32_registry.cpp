@@ -110,7 +110,7 @@ SIMULATED(LSTATUS, WINAPI, RegQueryValueExW,
     // A null name is the key's default value, like the empty one.
     const auto value = found->values.find(fromWide(name));
     if (value == found->values.end()) {
-        if (size != nullptr) *size = 0;
+        if (size != nullptr && data == nullptr) *size = 0;
         return call.returns<LSTATUS>(ERROR_FILE_NOT_FOUND);
     }
     if (call.distorted(Distortion::NothingWritten)) return call.returns<LSTATUS>(ERROR_SUCCESS);

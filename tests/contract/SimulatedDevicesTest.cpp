@@ -184,6 +184,14 @@ TEST_F(SimulatedDevices, ListsComeInTheOrderOfTheIdsPartByPart) {
     EXPECT_TRUE(SetupDiDestroyDeviceInfoList(list));
 }
 
+TEST_F(SimulatedDevices, InterfacesAreAskedForByWholeInstanceIds) {
+    for (const WCHAR* noId : {L"SCSI", L"SCSI\\DISK"}) {
+        SetLastError(0);
+        EXPECT_EQ(SetupDiGetClassDevsW(&Volumes, noId, nullptr, DIGCF_DEVICEINTERFACE), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_DATA});
+    }
+}
+
 TEST_F(SimulatedDevices, OpeningIntoAStructureOfWrongSizeAddsTheDevice) {
     const HDEVINFO list = SetupDiCreateDeviceInfoList(nullptr, nullptr);
     SP_DEVINFO_DATA data = {};

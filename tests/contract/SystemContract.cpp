@@ -28,7 +28,7 @@ TEST(SystemContract, ModulesThatAreNoneAreNotFound) {
     expectFailure(GetProcAddress(nullptr, "NotThere"), ERROR_PROC_NOT_FOUND);
 }
 
-TEST(SystemContract, TheProgramsPathIsCutShortWithATerminator) {
+TEST(SystemContract, TheProgramsPathIsCutShort) {
     WCHAR path[MAX_PATH] = {};
     SetLastError(Marker);
     const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -37,7 +37,7 @@ TEST(SystemContract, TheProgramsPathIsCutShortWithATerminator) {
     WCHAR few[4] = {L'?', L'?', L'?', L'?'};
     EXPECT_EQ(GetModuleFileNameW(nullptr, few, 4), 4u);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(textOf(few), textOf(path).substr(0, 3));
+    EXPECT_EQ(Text(few, few + 3), textOf(path).substr(0, 3));
 }
 
 TEST(SystemContract, ANullTextExpandsToAnEmptyOne) {
@@ -46,13 +46,11 @@ TEST(SystemContract, ANullTextExpandsToAnEmptyOne) {
     EXPECT_EQ(expanded[0], 0);
 }
 
-TEST(SystemContract, ATextIsNotConvertedInPlace) {
-    WCHAR both[8] = {};
+TEST(SystemContract, ConversionsNeedATextAndRoomForIt) {
+    WCHAR units[8] = {};
     SetLastError(Marker);
-    expectFailure(MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<LPCCH>(both), 1, both, 8),
-                  ERROR_INVALID_PARAMETER);
-    expectFailure(MultiByteToWideChar(CP_ACP, 0, "text", 0, both, 8), ERROR_INVALID_PARAMETER);
-    expectFailure(MultiByteToWideChar(CP_ACP, 0, "text", 4, both, 3), ERROR_INSUFFICIENT_BUFFER);
+    expectFailure(MultiByteToWideChar(CP_ACP, 0, "text", 0, units, 8), ERROR_INVALID_PARAMETER);
+    expectFailure(MultiByteToWideChar(CP_ACP, 0, "text", 4, units, 3), ERROR_INSUFFICIENT_BUFFER);
 }
 
 // An hour ahead of UTC, two from the last Sunday in March at 2:00 to the last one in October at 3:00.
