@@ -45,7 +45,8 @@ public:
 
     // Identity and status.
 
-    /// CM_Get_Device_IDW. On failure the output keeps what it had.
+    /// CM_Get_Device_IDW; IDs of more than 1,024 units (terminator included) are not read. On failure the
+    /// output keeps what it had.
     static bool getDeviceInstanceId(DEVINST node, zor::String& id);
     /// The ID of the parent; on failure the output keeps what it had.
     static bool getParentDeviceInstanceId(DEVINST node, zor::String& id);

@@ -2,7 +2,10 @@
 // names, enumerator) is read once, at construction, and never refreshed; everything else is asked of Windows
 // each time.
 //
-// Nothing throws (beyond std::bad_alloc) or is logged: failures are false, empty texts or
+// An instance ID of more than 1,024 units (terminator included) is not read: the record then has an empty ID.
+//
+// Nothing throws (beyond std::bad_alloc, from any operation that gives back texts, arrays or bytes, and from
+// constructors) or is logged: failures are false, empty texts or
 // INVALID_HANDLE_VALUE. Unless an operation says otherwise, texts, arrays and byte buffers are empty after a
 // failure and numbers keep what they had. A record has no lock, but copies of one record may live on
 // different threads; only getDriverPackage must not run concurrently on one object.

@@ -52,7 +52,8 @@ public:
 
     /// Appends a copy. A device that is there already is not added again; if it had no OS locator it takes
     /// the new one's, with its interface type. Unless `includeHidden`, a device that the device manager does
-    /// not show is left out. Searches the whole set, so that appending many one by one takes quadratic time.
+    /// not show is left out. Each call compares with every element: appending many devices one by one takes
+    /// quadratic time, which the operations that enumerate do not.
     void appendDevice(const WindowsDevice& device, bool includeHidden);
     /// An ID that Windows does not know is appended as an invalid record.
     void appendDeviceByDeviceInstanceId(const zor::String& deviceInstanceId);

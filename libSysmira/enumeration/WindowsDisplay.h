@@ -45,7 +45,8 @@ public:
     /// The port's device name ("\\.\DISPLAY1"); empty when there is none.
     zor::String portName() const;
 
-    /// The port's current mode (EnumDisplaySettingsExW). On failure `mode` keeps what it had.
+    /// The port's current mode (EnumDisplaySettingsExW), all zeros for a port that is detached from the
+    /// desktop. On failure `mode` keeps what it had.
     bool getCurrentMode(CurrentMode& mode) const;
     /// The same in whole. `mode` is zeroed first, unless the display has no port.
     bool getCurrentMode(DEVMODEW& mode) const;
@@ -56,7 +57,9 @@ public:
     /// is none. WMI's leaves `edid` alone until the blocks are collected; it enters COM's multithreaded
     /// apartment for its time, and what the WMI client throws (see Wmi.h) passes through: zor::Exception when
     /// the thread is in another apartment. Asking WMI is slow, one method call for each block of 128 bytes;
-    /// how long it took is a line of priority 1.
+    /// how long it took is a line of priority 1. An instance of WMI's without a name counts
+    /// as this monitor's when its Active is the text "TRUE" (Windows has a boolean there, which does not
+    /// count). Blocks of zeros are skipped, and those behind them move up.
     bool getEDID(zor::Buffer<unsigned char>& edid, EDIDSource source) const;
 
     /// Several lines, each preceded by `indentLevel` steps of `indentWidth` blanks. Bit 0 of `flags` adds the

@@ -27,7 +27,9 @@ Text quoted(const Text& text) {
     return result + u"\"";
 }
 
-bool isReadAsText(CIMTYPE type) { return type == CIM_STRING || type == CIM_DATETIME || type == CIM_REFERENCE; }
+bool isReadAsText(CIMTYPE type) {
+    return type == CIM_STRING || type == CIM_DATETIME || type == CIM_REFERENCE;
+}
 
 // Reads "name=value" pairs and their separators.
 class KeyReader {

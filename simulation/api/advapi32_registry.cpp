@@ -73,6 +73,7 @@ SIMULATED(LSTATUS, WINAPI, RegOpenKeyExW,
     const Text subKey = fromWide(name);
     if (!subKey.empty() && subKey.front() == u'\\') return call.returns<LSTATUS>(ERROR_BAD_PATHNAME);
     if (!subKey.empty()) key.path += u"\\" + subKey;
+    if (!call.distorted(Distortion::NothingWritten)) *result = nullptr;
     const RegistryKey* const found = key.find();
     if (found == nullptr) return call.returns<LSTATUS>(ERROR_FILE_NOT_FOUND);
     if (found->denied) return call.returns<LSTATUS>(ERROR_ACCESS_DENIED);
@@ -108,7 +109,10 @@ SIMULATED(LSTATUS, WINAPI, RegQueryValueExW,
     if (found == nullptr) return call.returns<LSTATUS>(ERROR_KEY_DELETED);
     // A null name is the key's default value, like the empty one.
     const auto value = found->values.find(fromWide(name));
-    if (value == found->values.end()) return call.returns<LSTATUS>(ERROR_FILE_NOT_FOUND);
+    if (value == found->values.end()) {
+        if (size != nullptr && data == nullptr) *size = 0;
+        return call.returns<LSTATUS>(ERROR_FILE_NOT_FOUND);
+    }
     if (call.distorted(Distortion::NothingWritten)) return call.returns<LSTATUS>(ERROR_SUCCESS);
     if (type != nullptr) *type = value->second.type;
     if (size == nullptr) return call.returns<LSTATUS>(ERROR_SUCCESS);

@@ -1,5 +1,6 @@
 // The device tree. Buffers of texts are counted in 16-bit units with the terminator, those of properties in
-// bytes. On failure no out-parameter is touched, but a size that was too small is corrected.
+// bytes. On failure the node found, the size of a list and the list itself are empty; other out-parameters
+// are unchanged, except that a size that was too small receives the required one.
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -27,6 +28,11 @@ CONFIGRET step(Call& call, DEVINST DeviceNode::*neighbour, PDEVINST result, DEVI
     }
     if (!call.distorted(Distortion::NothingWritten)) *result = device->*neighbour;
     return call.returns<CONFIGRET>(CR_SUCCESS);
+}
+
+bool isGuid(const Text& text) {
+    GUID guid;
+    return parseGuid(toUtf8(text), guid);
 }
 
 bool hasText(const DeviceNode& node, DWORD property, const Text& text) {
@@ -90,6 +96,8 @@ std::pair<CONFIGRET, Text> deviceIdList(PCWSTR filter, ULONG flags) {
     }
     if (kind != 0 && filter == nullptr) return {CR_INVALID_POINTER, {}};
     const Text text = kind == 0 ? Text() : fromWide(filter);
+    // A class is named by its GUID (Microsoft, CM_Get_Device_ID_ListW).
+    if (kind == CM_GETIDLIST_FILTER_CLASS && !isGuid(text)) return {CR_INVALID_DATA, {}};
 
     Text list;
     if ((kind & Relations) != 0) {
@@ -97,9 +105,9 @@ std::pair<CONFIGRET, Text> deviceIdList(PCWSTR filter, ULONG flags) {
         if (node == nullptr || node->phantom) return {CR_NO_SUCH_DEVNODE, {}};
         appendRelations(list, *node, kind);
     } else {
-        for (const DeviceNode& node : machine().devices()) {
-            if ((flags & CM_GETIDLIST_FILTER_PRESENT) != 0 && node.phantom) continue;
-            if (isListed(node, kind, text)) append(list, node.instanceId);
+        for (const DeviceNode* node : machine().devicesById()) {
+            if ((flags & CM_GETIDLIST_FILTER_PRESENT) != 0 && node->phantom) continue;
+            if (isListed(*node, kind, text)) append(list, node->instanceId);
         }
     }
     list += u'\0';
@@ -118,6 +126,8 @@ SIMULATED(CONFIGRET, WINAPI, CM_Locate_DevNodeW, (PDEVINST result, DEVINSTID_W i
                                    {CR_NO_SUCH_DEVNODE, CR_INVALID_DEVICE_ID, CR_FAILURE, CR_OUT_OF_MEMORY},
                                    0u | Distortion::NothingWritten};
     Call call(function, id, flags);
+    // Without success there is no node.
+    if (result != nullptr && !call.distorted(Distortion::NothingWritten)) *result = 0;
     if (const auto fault = call.fault<CONFIGRET>()) return *fault;
     if (result == nullptr) return call.returns<CONFIGRET>(CR_INVALID_POINTER);
     if ((flags & ~static_cast<ULONG>(CM_LOCATE_DEVNODE_BITS)) != 0) {
@@ -182,7 +192,8 @@ SIMULATED(CONFIGRET, WINAPI, CM_Get_DevNode_Status,
     if (device->phantom) return call.returns<CONFIGRET>(CR_NO_SUCH_DEVNODE);
     if (!call.distorted(Distortion::NothingWritten)) {
         *status = device->status;
-        *problem = (device->status & DN_HAS_PROBLEM) != 0 ? device->problem : 0;
+        // Without DN_HAS_PROBLEM the number says nothing (Microsoft, CM_Get_DevNode_Status).
+        *problem = device->problem;
     }
     return call.returns<CONFIGRET>(CR_SUCCESS);
 }
@@ -210,6 +221,7 @@ SIMULATED(CONFIGRET, WINAPI, CM_Get_Device_ID_List_SizeW, (PULONG units, PCWSTR 
                                    {CR_NO_SUCH_DEVNODE, CR_INVALID_DEVICE_ID, CR_FAILURE, CR_OUT_OF_MEMORY},
                                    SizeDistortions};
     Call call(function, filter, flags);
+    if (units != nullptr && !call.distorted(Distortion::NothingWritten)) *units = 0;
     if (const auto fault = call.fault<CONFIGRET>()) return *fault;
     if (units == nullptr) return call.returns<CONFIGRET>(CR_INVALID_POINTER);
     const auto [result, list] = deviceIdList(filter, flags);
@@ -224,6 +236,8 @@ SIMULATED(CONFIGRET, WINAPI, CM_Get_Device_ID_ListW,
                                    {CR_BUFFER_SMALL, CR_NO_SUCH_DEVNODE, CR_FAILURE, CR_OUT_OF_MEMORY},
                                    TextDistortions};
     Call call(function, filter, units, flags);
+    // A list that is not given is an empty text.
+    if (buffer != nullptr && units != 0 && !call.distorted(Distortion::NothingWritten)) *buffer = 0;
     if (const auto fault = call.fault<CONFIGRET>()) return *fault;
     if (buffer == nullptr || units == 0) return call.returns<CONFIGRET>(CR_INVALID_POINTER);
     const auto [result, list] = deviceIdList(filter, flags);

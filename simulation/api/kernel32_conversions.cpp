@@ -2,6 +2,7 @@
 // failing.
 #include <cstring>
 #include <ctime>
+#include <optional>
 
 #include "simulation/api/RealFunction.h"
 #include "simulation/control/Call.h"
@@ -38,6 +39,36 @@ long long localAhead(ULONGLONG ticks) {
     return shifted ? static_cast<long long>(*shifted - ticks / 10000000 * 10000000) : 0;
 }
 
+// When a zone's change is in this year, in ticks of local time. Without wYear, wDay counts the wDayOfWeek
+// days of the month, and 5 is the last one (Microsoft, TIME_ZONE_INFORMATION).
+std::optional<ULONGLONG> changeTicks(SYSTEMTIME rule, WORD year) {
+    if (rule.wMonth == 0) return std::nullopt;
+    if (rule.wYear != 0) return rule.wYear == year ? ticksOf(rule) : std::nullopt;
+    constexpr ULONGLONG day = 864000000000ull;
+    const WORD week = rule.wDay;
+    rule.wYear = year;
+    rule.wDay = 1;
+    const auto first = ticksOf(rule);
+    if (!first) return std::nullopt;
+    ULONGLONG ticks = *first + (rule.wDayOfWeek + 7u - systemTimeOf(*first).wDayOfWeek) % 7u * day;
+    for (WORD i = 1; i < week && systemTimeOf(ticks + 7 * day).wMonth == rule.wMonth; ++i) ticks += 7 * day;
+    return ticks;
+}
+
+// Ticks that a given zone is ahead of UTC. The changes are told in the time that they end.
+long long zoneAhead(const TIME_ZONE_INFORMATION& zone, ULONGLONG ticks) {
+    constexpr long long minute = 600000000;
+    const long long standard = -minute * (zone.Bias + zone.StandardBias);
+    const long long daylight = -minute * (zone.Bias + zone.DaylightBias);
+    const WORD year = systemTimeOf(static_cast<ULONGLONG>(static_cast<long long>(ticks) + standard)).wYear;
+    const auto begins = changeTicks(zone.DaylightDate, year), ends = changeTicks(zone.StandardDate, year);
+    if (!begins || !ends) return -minute * zone.Bias;  // a zone without rules has no other bias
+    const long long now = static_cast<long long>(ticks), begin = static_cast<long long>(*begins) - standard,
+                    end = static_cast<long long>(*ends) - daylight;
+    const bool isDaylight = begin < end ? now >= begin && now < end : now >= begin || now < end;
+    return isDaylight ? daylight : standard;
+}
+
 }  // namespace
 
 }  // namespace simulation
@@ -70,8 +101,7 @@ SIMULATED(WINBOOL, WINAPI, SystemTimeToTzSpecificLocalTime,
     if (real != nullptr) return call.returns(real(zone, time, local));
     const auto ticks = ticksOf(*time);
     if (!ticks) return call.fails<WINBOOL>(ERROR_INVALID_PARAMETER);
-    const long long ahead =
-        zone != nullptr ? -600000000ll * (zone->Bias + zone->StandardBias) : localAhead(*ticks);
+    const long long ahead = zone != nullptr ? zoneAhead(*zone, *ticks) : localAhead(*ticks);
     const long long shifted = static_cast<long long>(*ticks) + ahead;
     if (shifted < 0) return call.fails<WINBOOL>(ERROR_INVALID_PARAMETER);
     *local = systemTimeOf(static_cast<ULONGLONG>(shifted));
@@ -91,7 +121,8 @@ SIMULATED(int, WINAPI, MultiByteToWideChar,
     if (const auto fault = call.fault<int>()) return *fault;
     if (real != nullptr) return call.returns(real(codePage, flags, text, length, buffer, units));
     const bool valid = text != nullptr && length != 0 && length >= -1 && units >= 0 &&
-                       (units == 0 || buffer != nullptr) && codePage == CP_ACP;
+                       (units == 0 || buffer != nullptr) && codePage == CP_ACP &&
+                       static_cast<const void*>(text) != buffer;
     if (!valid) return call.fails<int>(ERROR_INVALID_PARAMETER);
     const size_t bytes = length == -1 ? std::strlen(text) + 1 : static_cast<size_t>(length);
     if (units == 0) return call.returns(static_cast<int>(bytes));

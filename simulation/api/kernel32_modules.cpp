@@ -35,7 +35,7 @@ Text fullPath(Text name) {
 // Windows counts how often a module was loaded; here each loading has a handle of its own, so that the ledger
 // tells who did not free it.
 HMODULE load(Call& call, LPCWSTR name, DWORD notFound = ERROR_MOD_NOT_FOUND) {
-    if (name == nullptr) return call.fails<HMODULE>(ERROR_INVALID_PARAMETER);
+    if (name == nullptr) return call.fails<HMODULE>(ERROR_MOD_NOT_FOUND);
     const auto found = machine().files.find(fullPath(fromWide(name)));
     if (found == machine().files.end()) return call.fails<HMODULE>(notFound);
     if (!found->second.image) return call.fails<HMODULE>(ERROR_BAD_EXE_FORMAT);
@@ -103,14 +103,17 @@ SIMULATED(BOOL, WINAPI, FreeLibrary, (HMODULE module)) {
 
 SIMULATED(FARPROC, WINAPI, GetProcAddress, (HMODULE module, LPCSTR name)) {
     static const Function function{
-        "GetProcAddress", Fails::WithZero, {ERROR_PROC_NOT_FOUND, ERROR_INVALID_HANDLE}};
+        "GetProcAddress", Fails::WithZero, {ERROR_PROC_NOT_FOUND, ERROR_MOD_NOT_FOUND}};
     static const auto real = realFunction<FARPROC WINAPI(HMODULE, LPCSTR)>(L"kernel32.dll", "GetProcAddress");
     if (real != nullptr && !Ledger::wasGivenOut(module)) return real(module, name);
     const std::string symbol = symbolName(name);
     Call call(function, module, symbol.c_str());
     if (const auto fault = call.fault<FARPROC>()) return *fault;
+    // Null is the program itself, which exports nothing; a module that is none is not found (Wine's test of
+    // GetProcAddress, run on Windows).
+    if (module == nullptr) return call.fails<FARPROC>(ERROR_PROC_NOT_FOUND);
     const LoadedModule* const loaded = loadedModules().find(module, call.name());
-    if (loaded == nullptr) return call.fails<FARPROC>(ERROR_INVALID_HANDLE);
+    if (loaded == nullptr) return call.fails<FARPROC>(ERROR_MOD_NOT_FOUND);
     const auto file = machine().files.find(loaded->path);
     if (file == machine().files.end()) return call.fails<FARPROC>(ERROR_PROC_NOT_FOUND);
     const auto found = file->second.symbols.find(symbol);
@@ -129,12 +132,13 @@ SIMULATED(DWORD, WINAPI, GetModuleFileNameW, (HMODULE module, LPWSTR buffer, DWO
     if (real != nullptr && module != nullptr) return real(module, buffer, units);
     Call call(function, module, units);
     if (const auto fault = call.fault<DWORD>()) return *fault;
-    if (module != nullptr || buffer == nullptr || units == 0) return call.fails<DWORD>(ERROR_MOD_NOT_FOUND);
+    if (module != nullptr) return call.fails<DWORD>(ERROR_MOD_NOT_FOUND);
+    if (buffer == nullptr || units == 0) return call.fails<DWORD>(ERROR_INSUFFICIENT_BUFFER);
     Text path = machine().programPath;
     const bool fits = path.size() < units;
     if (!fits) path.resize(units - 1);
     copyOut(call, path.c_str(), (path.size() + 1) * sizeof(WCHAR), buffer, size_t{units} * sizeof(WCHAR),
             nullptr);
-    if (!fits) SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    SetLastError(fits ? ERROR_SUCCESS : ERROR_INSUFFICIENT_BUFFER);
     return call.returns<DWORD>(fits ? static_cast<DWORD>(path.size()) : units);
 }

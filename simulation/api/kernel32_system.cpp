@@ -62,6 +62,8 @@ SIMULATED(DWORD, WINAPI, GetEnvironmentVariableW, (LPCWSTR name, LPWSTR buffer, 
     if (const auto fault = call.fault<DWORD>()) return *fault;
     const auto found = machine().environment.find(fromWide(name));
     if (found == machine().environment.end()) return call.fails<DWORD>(ERROR_ENVVAR_NOT_FOUND);
+    // The length 0 of an empty value is told from a failure by the last error alone.
+    if (found->second.empty()) SetLastError(ERROR_SUCCESS);
     return copyUnits(call, found->second, buffer, units, /*countTerminator=*/false);
 }
 
@@ -72,8 +74,8 @@ SIMULATED(DWORD, WINAPI, ExpandEnvironmentStringsW, (LPCWSTR text, LPWSTR buffer
                                    Distortion::NothingWritten | Distortion::SizeTooLarge};
     Call call(function, text, units);
     if (const auto fault = call.fault<DWORD>()) return *fault;
-    if (text == nullptr) return call.fails<DWORD>(ERROR_INVALID_PARAMETER);
-    // Here the terminator counts in any case.
+    // A null text is an empty one (Wine's test of ExpandEnvironmentStrings, run on Windows). Here the
+    // terminator counts in any case.
     return copyUnits(call, expand(fromWide(text)), buffer, units, /*countTerminator=*/true);
 }
 

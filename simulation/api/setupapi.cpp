@@ -1,5 +1,6 @@
 // Device information lists and what is read of their devices: properties, registry keys, interfaces. All
 // sizes are bytes but those of instance IDs, which are 16-bit units with the terminator.
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -44,13 +45,12 @@ void addDevice(DeviceInfoList& list, const Wanted& wanted, const DeviceNode& nod
 
 void fillList(DeviceInfoList& list, const Wanted& wanted) {
     if (wanted.interfaces && !wanted.enumerator.empty()) {
-        // With interfaces the enumerator is a device's instance ID, and one of no device leaves the list
-        // empty.
+        // The ID of no device leaves the list empty.
         const DeviceNode* node = machine().node(wanted.enumerator);
         if (node != nullptr) addDevice(list, wanted, *node);
         return;
     }
-    for (const DeviceNode& node : machine().devices()) addDevice(list, wanted, node);
+    for (const DeviceNode* node : machine().devicesById()) addDevice(list, wanted, *node);
 }
 
 // The value's type, and its bytes by the rules of the property readers.
@@ -100,6 +100,12 @@ SIMULATED(HDEVINFO, WINAPI, SetupDiGetClassDevsW, (const GUID* guid, PCWSTR enum
     if (guid == nullptr && (flags & DIGCF_ALLCLASSES) == 0) {
         return call.fails<HDEVINFO>(ERROR_INVALID_PARAMETER);
     }
+    // With interfaces the enumerator is a device's instance ID: three parts at least (Wine's test of
+    // SetupDiGetClassDevs, run on Windows).
+    if ((flags & DIGCF_DEVICEINTERFACE) != 0 && enumerator != nullptr && *enumerator != 0) {
+        const Text id = fromWide(enumerator);
+        if (std::count(id.begin(), id.end(), u'\\') < 2) return call.fails<HDEVINFO>(ERROR_INVALID_DATA);
+    }
     if (call.distorted(Distortion::NullResult)) return call.returns<HDEVINFO>(nullptr);
     Wanted wanted;
     wanted.guid = (flags & DIGCF_ALLCLASSES) != 0 ? nullptr : guid;
@@ -136,7 +142,6 @@ SIMULATED(BOOL, WINAPI, SetupDiOpenDeviceInfoW,
     if (const auto fault = call.fault<BOOL>()) return *fault;
     DeviceInfoList* list = deviceInfoLists().find(handle, call.name());
     if (list == nullptr) return call.fails<BOOL>(ERROR_INVALID_HANDLE);
-    if (data != nullptr && data->cbSize != sizeof *data) return call.fails<BOOL>(ERROR_INVALID_USER_BUFFER);
     // Without an ID it is the root of the tree. Devices that are not there can be opened too.
     const DeviceNode* node =
         id == nullptr || *id == 0 ? machine().node(machine().root()) : machine().node(fromWide(id));
@@ -146,6 +151,8 @@ SIMULATED(BOOL, WINAPI, SetupDiOpenDeviceInfoW,
     }
     DeviceInfoList::Element* element = list->find(node->handle);
     if (element == nullptr) element = &list->add(*node);
+    // The device is in the list all the same (Wine's test of SetupDiOpenDeviceInfo, run on Windows).
+    if (data != nullptr && data->cbSize != sizeof *data) return call.fails<BOOL>(ERROR_INVALID_USER_BUFFER);
     if (data != nullptr && !call.distorted(Distortion::NothingWritten)) list->fill(*data, *element);
     return call.returns<BOOL>(TRUE);
 }
@@ -248,6 +255,7 @@ SIMULATED(HKEY, WINAPI, SetupDiOpenDevRegKey,
         return call.fails<HKEY>(static_cast<long long>(ERROR_KEY_DOES_NOT_EXIST));
     }
     if (key->denied) return call.fails<HKEY>(ERROR_ACCESS_DENIED);
+    if (access == 0) return call.fails<HKEY>(ERROR_INVALID_DATA);
     if (call.distorted(Distortion::NullResult)) return call.returns<HKEY>(nullptr);
     const HKEY opened = openKey(u"HKEY_LOCAL_MACHINE", path, call.name());
     if (opened == nullptr) return call.fails<HKEY>(static_cast<long long>(ERROR_KEY_DOES_NOT_EXIST));
@@ -317,8 +325,9 @@ SIMULATED(BOOL, WINAPI, SetupDiGetDeviceInterfaceDetailW,
                                 size < Header ? 0 : size - Header, &pathBytes);
     if (call.distorted(Distortion::NothingWritten)) return call.returns<BOOL>(TRUE);
     if (required != nullptr) *required = call.distorted(Distortion::SizeZero) ? 0 : Header + pathBytes;
-    if (!copied) return call.fails<BOOL>(ERROR_INSUFFICIENT_BUFFER);
+    // The device is told even where the path finds no room.
     if (device != nullptr && device->cbSize == sizeof *device)
         list.fill(*device, list.elements[one->element]);
+    if (!copied) return call.fails<BOOL>(ERROR_INSUFFICIENT_BUFFER);
     return call.returns<BOOL>(TRUE);
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <string>
 
 #include "simulation/control/Call.h"
 #include "simulation/machine/Machine.h"
@@ -44,6 +45,15 @@ const DisplayOutput* primaryOutput() {
         if ((output.flags & DISPLAY_DEVICE_PRIMARY_DEVICE) != 0) return &output;
     }
     return nullptr;
+}
+
+// Every output of an adapter has a key below "Video", also one that nothing was said of.
+Text videoKey(DWORD index) {
+    std::string number = std::to_string(index);
+    number.insert(0, number.size() < 4 ? 4 - number.size() : 0, '0');
+    return u"\\Registry\\Machine\\System\\CurrentControlSet\\Control\\Video\\"
+           u"{8C2A7C31-5B0E-11EE-9C4F-806E6F6E6963}\\" +
+           fromUtf8(number);
 }
 
 void fill(const Call& call, DISPLAY_DEVICEW* device, const Text& name, const Text& description, DWORD flags,
@@ -99,7 +109,8 @@ SIMULATED(BOOL, WINAPI, EnumDisplayDevicesW,
         const DisplayOutput& output = machine().displays[index];
         // An adapter has no interface name to tell.
         const Text id = (flags & EDD_GET_DEVICE_INTERFACE_NAME) != 0 ? Text() : output.deviceId;
-        fill(call, device, output.name, output.description, output.flags, id, output.deviceKey);
+        const Text key = output.deviceKey.empty() ? videoKey(index) : output.deviceKey;
+        fill(call, device, output.name, output.description, output.flags, id, key);
         return call.returns<BOOL>(TRUE);
     }
     const DisplayOutput* const output = findOutput(outputName);
@@ -127,8 +138,11 @@ SIMULATED(BOOL, WINAPI, EnumDisplaySettingsExW,
     const DisplayOutput* const output = outputName == nullptr ? primaryOutput() : findOutput(outputName);
     if (output == nullptr) return call.returns<BOOL>(FALSE);
     const bool current = number == ENUM_CURRENT_SETTINGS || number == ENUM_REGISTRY_SETTINGS;
-    if (current ? !output->mode : number >= output->modes.size()) return call.returns<BOOL>(FALSE);
+    if (!current && number >= output->modes.size()) return call.returns<BOOL>(FALSE);
     if (call.distorted(Distortion::NothingWritten)) return call.returns<BOOL>(TRUE);
-    fill(mode, current ? *output->mode : output->modes[number], current);
+    // The current mode of an output that is detached from the desktop is all zeros (Wine's test of
+    // ChangeDisplaySettingsEx, run on Windows).
+    constexpr DisplayMode none = {0, 0, 0, 0, 0, 0, DMDO_DEFAULT};
+    fill(mode, current ? output->mode.value_or(none) : output->modes[number], current);
     return call.returns<BOOL>(TRUE);
 }

@@ -28,6 +28,8 @@ Bytes versionBlock(ULONGLONG version) {
     std::memcpy(block.data(), header, sizeof header);
     std::memcpy(block.data() + headerBytes, rootKey, sizeof rootKey);
     std::memcpy(block.data() + valueOffset, &info, sizeof info);
+    // Windows adds room for converted texts (Wine's test of GetFileVersionInfoSize, run on Windows).
+    block.resize(block.size() * 2 + 4);
     return block;
 }
 
@@ -50,8 +52,11 @@ Bytes blockOf(LPCWSTR path) {
 const std::vector<long long> versionCodes = {ERROR_FILE_NOT_FOUND, ERROR_RESOURCE_TYPE_NOT_FOUND,
                                              ERROR_RESOURCE_DATA_NOT_FOUND, ERROR_ACCESS_DENIED};
 
+// A file that is no image has no resources at all.
 DWORD missing(LPCWSTR path) {
-    return machine().files.count(fromWide(path)) == 0 ? ERROR_FILE_NOT_FOUND : ERROR_RESOURCE_TYPE_NOT_FOUND;
+    const auto found = machine().files.find(fromWide(path));
+    if (found == machine().files.end()) return ERROR_FILE_NOT_FOUND;
+    return found->second.image ? ERROR_RESOURCE_TYPE_NOT_FOUND : ERROR_RESOURCE_DATA_NOT_FOUND;
 }
 
 }  // namespace
@@ -68,6 +73,7 @@ SIMULATED_PLAIN(DWORD, WINAPI, GetFileVersionInfoSizeW, (LPCWSTR path, LPDWORD u
     if (unused != nullptr) *unused = 0;
     const Bytes block = blockOf(path);
     if (block.empty()) return call.fails<DWORD>(missing(path));
+    SetLastError(ERROR_SUCCESS);
     if (call.distorted(Distortion::SizeTooLarge)) return call.returns<DWORD>(0xFFFFFFF0u);
     return call.returns(static_cast<DWORD>(block.size()));
 }
@@ -94,8 +100,11 @@ SIMULATED_PLAIN(BOOL, WINAPI, VerQueryValueW, (LPCVOID data, LPCWSTR name, LPVOI
         {ERROR_RESOURCE_TYPE_NOT_FOUND},
         Distortion::NothingWritten | Distortion::SizeZero | Distortion::NullResult};
     Call call(function, name);
+    // A value that is not there has no length.
+    if (length != nullptr && !call.distorted(Distortion::NothingWritten)) *length = 0;
     if (const auto fault = call.fault<BOOL>()) return *fault;
-    if (data == nullptr || value == nullptr || length == nullptr || fromWide(name) != u"\\") {
+    const Text wanted = fromWide(name);
+    if (data == nullptr || value == nullptr || length == nullptr || (!wanted.empty() && wanted != u"\\")) {
         return call.fails<BOOL>(ERROR_RESOURCE_TYPE_NOT_FOUND);
     }
     if (call.distorted(Distortion::NothingWritten)) return call.returns<BOOL>(TRUE);

@@ -45,9 +45,7 @@ const WmiOutcome& choose(const WmiOutcome& outcome, const WmiObjectData& in) {
     return found != outcome.cases.end() ? *found : outcome;
 }
 
-HRESULT success(const Call& call) {
-    return call.distorted(Distortion::OtherSuccess) ? S_FALSE : S_OK;
-}
+HRESULT success(const Call& call) { return call.distorted(Distortion::OtherSuccess) ? S_FALSE : S_OK; }
 
 class Services final : public ComObject<IWbemServices> {
 public:

@@ -106,7 +106,17 @@ DeviceNode& Machine::add(DeviceNode node, DEVINST parent) {
     } else if (!node.phantom) {
         m_root = handle;
     }
+    Text key = upper(node.instanceId);
+    std::replace(key.begin(), key.end(), u'\\', u'\x1');
+    m_inOrder.emplace(std::move(key), node.handle);
     return m_devices.emplace_back(std::move(node));
+}
+
+std::vector<DeviceNode*> Machine::devicesById() {
+    std::vector<DeviceNode*> nodes;
+    nodes.reserve(m_inOrder.size());
+    for (const auto& [key, handle] : m_inOrder) nodes.push_back(node(handle));
+    return nodes;
 }
 
 DeviceNode* Machine::node(DEVINST handle) {

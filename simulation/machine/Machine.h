@@ -136,6 +136,8 @@ public:
     DeviceNode* node(DEVINST handle);
     DeviceNode* node(std::u16string_view instanceId);
     std::deque<DeviceNode>& devices() { return m_devices; }
+    /// All devices in the order of their instance IDs, part by part, as the registry keeps them.
+    std::vector<DeviceNode*> devicesById();
     DEVINST root() const { return m_root; }
 
     RegistryKey& localMachine() { return registry[u"HKEY_LOCAL_MACHINE"]; }
@@ -150,6 +152,7 @@ public:
 private:
     std::deque<DeviceNode> m_devices;
     std::unordered_map<Text, DEVINST> m_byId;  ///< by upper-case ID
+    std::map<Text, DEVINST> m_inOrder;         ///< by upper-case ID whose backslashes sort first
     DEVINST m_root = 0;
 };
 

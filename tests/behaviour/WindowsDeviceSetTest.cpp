@@ -125,14 +125,14 @@ TEST_F(DeviceSet, UnitesTheDevicesOfAClassWithThoseOfAnInterface) {
 
     set.clear();
     set.appendDevices(nullptr, diskInterface, WindowsDeviceSet::KeepHidden, WinInt_Disk);
-    EXPECT_EQ(contents(set), (Strings{"A\\BOTH = A\\BOTH!", "A\\INTERFACE = A\\INTERFACE!",
-                                      "A\\TWO = A\\TWO!", "A\\HIDDEN = A\\HIDDEN!"}));
+    EXPECT_EQ(contents(set), (Strings{"A\\BOTH = A\\BOTH!", "A\\HIDDEN = A\\HIDDEN!",
+                                      "A\\INTERFACE = A\\INTERFACE!", "A\\TWO = A\\TWO!"}));
     set = WindowsDeviceSet(diskClass, nullptr, WindowsDeviceSet::KeepHidden);
-    EXPECT_EQ(contents(set), (Strings{"A\\BOTH", "A\\CLASS", "A\\TWO", "A\\HIDDEN"}));
+    EXPECT_EQ(contents(set), (Strings{"A\\BOTH", "A\\CLASS", "A\\HIDDEN", "A\\TWO"}));
     EXPECT_EQ(set[0].getInterfaceType(), WinInt_None);
     set = WindowsDeviceSet(nullptr, nullptr, 0);
     EXPECT_EQ(contents(set),
-              (Strings{"HTREE\\ROOT\\0", "A\\BOTH", "A\\INTERFACE", "A\\CLASS", "A\\TWO", "A\\OTHER"}));
+              (Strings{"A\\BOTH", "A\\CLASS", "A\\INTERFACE", "A\\OTHER", "A\\TWO", "HTREE\\ROOT\\0"}));
 }
 
 TEST_F(DeviceSet, AsksWindowsInOrderAndNoMoreThanNeeded) {
@@ -202,15 +202,15 @@ TEST_F(DeviceSet, KeepsWhatTheOtherPassFound) {
 
 TEST_F(DeviceSet, LeavesInterfacesOutWhosePathDoesNotFit) {
     const Text fits(1021, u'p'), tooLong(1022, u'q');
-    withInterface(add(u"A\\FITS", diskClass), *diskInterface, fits);
-    withInterface(add(u"A\\LONG", diskClass), *diskInterface, tooLong);
+    withInterface(add(u"A\\1-FITS", diskClass), *diskInterface, fits);
+    withInterface(add(u"A\\2-LONG", diskClass), *diskInterface, tooLong);
     withInterface(add(u"A\\LONG\\ALONE", nullptr), *diskInterface, tooLong);
-    withInterface(add(u"A\\EMPTY", diskClass), *diskInterface, u"");
+    withInterface(add(u"A\\3-EMPTY", diskClass), *diskInterface, u"");
     set.appendDisks();
-    ASSERT_EQ(contents(set), (Strings{"A\\FITS = " + simulation::toUtf8(fits), "A\\LONG", "A\\EMPTY"}));
+    ASSERT_EQ(contents(set), (Strings{"A\\1-FITS = " + simulation::toUtf8(fits), "A\\2-LONG", "A\\3-EMPTY"}));
     set.clear();
     distort("SetupDiGetDeviceInterfaceDetailW", Distortion::SizeTooLarge, 1);
-    distort("SetupDiGetDeviceInterfaceDetailW", Distortion::NoTerminator, 4);
+    distort("SetupDiGetDeviceInterfaceDetailW", Distortion::NoTerminator, 3);
     set.appendDisks();
     EXPECT_EQ(set[0].getOsLocator(), zorText(fits));
     EXPECT_EQ(set[2].getOsLocator().size(), 1022u) << "the buffer's last unit is the end";
@@ -225,8 +225,8 @@ TEST_F(DeviceSet, GivesFloppyDrivesTheirOwnPathOrElseTheirVolumes) {
     add(u"F\\NEITHER", floppy);
     add(u"F\\ALONE", nullptr, &GUID_DEVINTERFACE_FLOPPY);
     add(u"STORAGE\\1", &GUID_DEVCLASS_VOLUME, volumeInterface);
-    const Strings expected = {"F\\OWN = F\\OWN!", "F\\BOTH = F\\BOTH!", "F\\VOLUME = F\\VOLUME!",
-                              "F\\NEITHER", "F\\ALONE = F\\ALONE!"};
+    const Strings expected = {"F\\BOTH = F\\BOTH!", "F\\NEITHER", "F\\OWN = F\\OWN!",
+                              "F\\VOLUME = F\\VOLUME!", "F\\ALONE = F\\ALONE!"};
     set.appendFloppies();
     EXPECT_EQ(contents(set), expected) << "and no volume of another device";
     for (const WindowsDevice& device : set) EXPECT_EQ(device.getInterfaceType(), WinInt_Floppy);
@@ -276,7 +276,7 @@ TEST_F(DeviceKinds, AreFoundByTheirOwnOperations) {
         WinInterfaceType type;
     } cases[] = {
         {&WindowsDeviceSet::appendDisks,
-         {"IDE\\DISK = IDE\\DISK!", "USBSTOR\\DISK = USBSTOR\\DISK!", "USB\\DISK = USB\\DISK!"},
+         {"IDE\\DISK = IDE\\DISK!", "USB\\DISK = USB\\DISK!", "USBSTOR\\DISK = USBSTOR\\DISK!"},
          WinInt_Disk},
         {&WindowsDeviceSet::appendUsbDisks, {"USBSTOR\\DISK = USBSTOR\\DISK!"}, WinInt_Disk},
         {&WindowsDeviceSet::appendOpticals, {"IDE\\CD = IDE\\CD!"}, WinInt_Optical},
@@ -309,7 +309,7 @@ TEST_F(DeviceKinds, AreFoundByTheirOwnOperations) {
     set.clear();
     set.appendAllStorageDevices();
     EXPECT_EQ(contents(set),
-              (Strings{"IDE\\DISK = IDE\\DISK!", "USBSTOR\\DISK = USBSTOR\\DISK!", "USB\\DISK = USB\\DISK!",
+              (Strings{"IDE\\DISK = IDE\\DISK!", "USB\\DISK = USB\\DISK!", "USBSTOR\\DISK = USBSTOR\\DISK!",
                        "IDE\\CD = IDE\\CD!", "SCSI\\TAPE = SCSI\\TAPE!", "FDC\\FLOPPY = FDC\\FLOPPY!"}));
 }
 
@@ -318,7 +318,7 @@ TEST_F(DeviceKinds, AreFoundByMaskWithVolumesFirst) {
                              "STORAGE\\HIDDENVOLUME = STORAGE\\HIDDENVOLUME!",
                              "STORAGE\\HIDDENVOLUME-H = STORAGE\\HIDDENVOLUME-H!"};
     Strings all = volumes;
-    for (const char* id : {"IDE\\DISK", "USBSTOR\\DISK", "USB\\DISK", "IDE\\CD", "SCSI\\TAPE",
+    for (const char* id : {"IDE\\DISK", "USB\\DISK", "USBSTOR\\DISK", "IDE\\CD", "SCSI\\TAPE",
                            "ACPI\\BATTERY", "PCI\\XHCI", "USB\\HUB", "USB\\DEVICE", "DISPLAY\\MONITOR",
                            "PCI\\VGA", "ACPI\\LPT", "ACPI\\COM", "FDC\\FLOPPY"}) {
         all.push_back(std::string(id) + " = " + id + "!");
@@ -336,7 +336,7 @@ TEST_F(DeviceKinds, AreFoundByMaskWithVolumesFirst) {
     }
 
     Strings usb = volumes;
-    usb.insert(usb.end(), {"USBSTOR\\DISK = USBSTOR\\DISK!", "USB\\DISK = USB\\DISK!"});
+    usb.insert(usb.end(), {"USB\\DISK = USB\\DISK!", "USBSTOR\\DISK = USBSTOR\\DISK!"});
     EXPECT_EQ(contents(WindowsDeviceSet(WinDev_USBStorage | WinDev_USB, WinInt_Disk | WinInt_Volume)), usb)
         << "the filter passes over volumes";
     EXPECT_EQ(contents(WindowsDeviceSet(WinDev_USBStorage, WinInt_Disk)),
@@ -350,7 +350,7 @@ TEST_F(DeviceKinds, AreFoundByMaskWithVolumesFirst) {
 
 TEST_F(DeviceKinds, AreFoundByEnumeratorWhenNoKindIsNamed) {
     set = WindowsDeviceSet(WinDev_USBStorage | WinDev_ATA | WinDev_Other | 0x80000040u, 0u);
-    EXPECT_EQ(contents(set), (Strings{"IDE\\DISK", "IDE\\CD", "USBSTOR\\DISK"}));
+    EXPECT_EQ(contents(set), (Strings{"IDE\\CD", "IDE\\DISK", "USBSTOR\\DISK"}));
     EXPECT_EQ(argumentsOf("SetupDiGetClassDevsW"), (Strings{"null, IDE, 6", "null, USBSTOR, 6"}));
     EXPECT_EQ(set[0].getInterfaceType(), WinInt_None);
     EXPECT_TRUE(WindowsDeviceSet(WinDev_Other, 0u).empty());
@@ -361,7 +361,7 @@ TEST_F(DeviceKinds, AreFoundByEnumeratorWhenNoKindIsNamed) {
 
     set.clear();
     set.appendDevicesByEnumerator("usb", nullptr, nullptr);
-    EXPECT_EQ(contents(set), (Strings{"USB\\DISK", "USB\\HUB", "USB\\DEVICE"}));
+    EXPECT_EQ(contents(set), (Strings{"USB\\DEVICE", "USB\\DISK", "USB\\HUB"}));
     set.clear();
     set.appendDevicesByEnumerator("uSb", diskClass, diskInterface);
     EXPECT_EQ(contents(set), Strings{"USB\\DISK = USB\\DISK!"});

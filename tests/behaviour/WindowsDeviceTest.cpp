@@ -374,6 +374,34 @@ TEST_F(DeviceRecord, GivesUpOnRegistryValuesThatKeepGrowing) {
     EXPECT_EQ(fails(), 1u) << "an absurd size";
     distort("RegQueryValueExW", Distortion::SizeTooLarge, 2);
     EXPECT_EQ(fails(), 2u) << "more than there was room for";
+    distort("RegQueryValueExW", Distortion::OddSize, 1);
+    EXPECT_EQ(fails(), 2u) << "a byte longer than it was when its size was asked for";
+    machine.deviceKey(disk).values[u"Block"].type = REG_SZ;
+    distort("RegQueryValueExW", Distortion::OddSize, 1);
+    zor::String text("before");
+    EXPECT_FALSE(device.getRegistryString(RegKey_Device, "Block", text));
+    EXPECT_EQ(text, "");
+}
+
+// Reading asks for full access, which only administrators have: without it every value of the keys is
+// missing.
+TEST_F(DeviceRecord, ReadsNoKeysWithoutAdministrativeRights) {
+    DeviceNode& disk = addDisk();
+    machine.deviceKey(disk).denied = true;
+    machine.driverKey(disk).denied = true;
+    const WindowsDevice device(diskId);
+    for (const RegKeyType type : {RegKey_Device, RegKey_Driver}) {
+        EXPECT_EQ(device.openRegistryKey(type), static_cast<HKEY>(INVALID_HANDLE_VALUE));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+        zor::String text("before");
+        EXPECT_FALSE(device.getRegistryString(type, "Parameter", text));
+        EXPECT_EQ(text, "");
+        zor::Buffer<unsigned char> bytes(3);
+        EXPECT_FALSE(device.getRegistryBinaryData(type, "Parameter", bytes));
+        EXPECT_TRUE(bytes.empty());
+    }
+    EXPECT_EQ(calls("RegQueryValueExW"), 0u);
+    EXPECT_EQ(device.getFriendlyName(), "Nordlicht 1000") << "properties need no rights";
 }
 
 TEST_F(DeviceRecord, NamesItselfByItsIdWithoutTheLastPart) {
@@ -483,6 +511,7 @@ TEST_F(DeviceRecord, CollectsRelationsInOrderAndEachOnce) {
     EXPECT_EQ(read(device, 0xFFFFFFF0), Strings());
     EXPECT_EQ(read(device, Relations_Self), Strings{"A\\1"});
     EXPECT_EQ(read(device, Relations_Removal), (Strings{"R\\1", "X\\1"}));
+    EXPECT_EQ(read(device, Relations_Bus), (Strings{"B\\1", "X\\1", "A\\1"}));
     EXPECT_EQ(read(device, Relations_Removal | Relations_Ejection | Relations_Self),
               (Strings{"R\\1", "X\\1", "E\\1", "B\\1", "x\\1", "A\\1"}));
     EXPECT_EQ(read(device, 0xF), (Strings{"R\\1", "X\\1", "B\\1", "A\\1", "E\\1", "x\\1"}));
@@ -490,6 +519,8 @@ TEST_F(DeviceRecord, CollectsRelationsInOrderAndEachOnce) {
     EXPECT_EQ(read(device, 0xF), (Strings{"B\\1", "X\\1", "A\\1", "E\\1", "x\\1"}))
         << "the other lists remain";
     EXPECT_EQ(read(WindowsDevice("USB\\NONE\\1"), 0xF), Strings{"USB\\NONE\\1"});
+    node.removalRelations = {u"R\\1", u"R\\1", u"X\\1", u"X\\1"};
+    EXPECT_EQ(read(device, Relations_Removal), (Strings{"R\\1", "X\\1"})) << "an ID beside itself";
 }
 
 TEST_F(DeviceRecord, TakesNumbersForLocationsOnlyWhenThereIsNothingElse) {

@@ -89,11 +89,15 @@ TEST_F(Display, TellsItsPortsCurrentMode) {
     EXPECT_EQ(whole.dmPosition.x, -1920);
     EXPECT_EQ(whole.dmSize, 220u);
 
-    machine.displays[0].mode.reset();
+    failCall("EnumDisplaySettingsExW", ERROR_INVALID_PARAMETER, 1, true);
     EXPECT_FALSE(display().getCurrentMode(mode));
     EXPECT_EQ(mode.width, 1920u) << "kept";
     EXPECT_FALSE(display().getCurrentMode(whole));
     EXPECT_EQ(whole.dmPelsWidth, 0u) << "zeroed";
+    clearFaults();
+    machine.displays[0].mode.reset();
+    EXPECT_TRUE(display().getCurrentMode(mode)) << "of a port that is detached from the desktop";
+    EXPECT_EQ(mode.width + mode.height + mode.refreshRate + mode.bitsPerPixel, 0u);
 }
 
 TEST_F(Display, ReadsTheRegistrysEdidWhateverItsSize) {
@@ -225,6 +229,24 @@ TEST_F(Display, PutsTheRegistryBeforeWmiUnlessThereAreExtensions) {
     EXPECT_EQ(edid(Any).bytes, whole);
 }
 
+TEST_F(Display, TakesItsEdidFromWmiWhereTheKeyIsDenied) {
+    addWmiMonitor(WmiName, {block(2)});
+    setRegistryEdid(*node, block(1));
+    machine.deviceKey(*node).denied = true;
+    EXPECT_FALSE(edid(Registry).success);
+    EXPECT_EQ(edid(Any).bytes, block(2));
+}
+
+TEST_F(Display, KeepsItsPortWhenAssigned) {
+    WindowsDisplay copy{libSysmira::WindowsDevice()};
+    copy = display();
+    EXPECT_EQ(copy.portName(), "\\\\.\\DISPLAY1");
+    EXPECT_EQ(copy.getDeviceInstanceId(), display().getDeviceInstanceId());
+    copy = WindowsDisplay{libSysmira::WindowsDevice()};
+    EXPECT_FALSE(copy.isDisplayDevInfoSet());
+    EXPECT_EQ(copy.portName(), "");
+}
+
 TEST_F(Display, SaysWhenWmiHasNotTheAnnouncedExtensions) {
     const Bytes registry = block(0x41, 3);
     setRegistryEdid(*node, registry);
@@ -249,7 +271,9 @@ TEST_F(Display, ReportsPortMonitorAndEdid) {
               "    Name            : \\\\.\\DISPLAY1\n"
               "    Device String   : Test adapter\n"
               "    Device ID       : PCI\\VEN_1\n"
-              "    Device Key      : \n"
+              "    Device Key      : "
+              "\\Registry\\Machine\\System\\CurrentControlSet\\Control\\Video\\{8C2A7C31-5B0E-11EE-9C4F-"
+              "806E6F6E6963}\\0000\n"
               "  \nMonitor Info:\n"
               "    Name            : \\\\.\\DISPLAY1\\Monitor0\n"
               "    Device String   : Monitor ABC0001\\5&1&UID1\n"

@@ -109,7 +109,9 @@ TEST_F(Displays, LogsMonitorsWithoutARecordAndLeavesThemOut) {
               "   Name            : \\\\.\\DISPLAY1\n"
               "   Device String   : Test adapter\n"
               "   Device ID       : PCI\\VEN_1\n"
-              "   Device Key      : \n"
+              "   Device Key      : "
+              "\\Registry\\Machine\\System\\CurrentControlSet\\Control\\Video\\{8C2A7C31-5B0E-11EE-9C4F-"
+              "806E6F6E6963}\\0000\n"
               "\nMonitor Info:\n"
               "   Name            : \\\\.\\DISPLAY1\\Monitor0\n"
               "   Device String   : \n"
@@ -122,6 +124,13 @@ TEST_F(Displays, LogsMonitorsWithoutARecordAndLeavesThemOut) {
     EXPECT_EQ(WindowsDisplays().size(), 1u) << "also where COM cannot be entered";
     EXPECT_EQ(displayLog(4), lines);
     CoUninitialize();
+}
+
+TEST_F(Displays, AreThoseShownWhetherOfTheClassOrOfTheInterface) {
+    addOutput({simulation::monitorOf(*first), simulation::monitorOf(*second)});
+    makeHidden(*first);
+    second->classGuid = GUID{};
+    EXPECT_EQ(contents(WindowsDisplays()), Strings{"\\\\.\\DISPLAY1\\Monitor1 = DISPLAY\\BBB\\1"});
 }
 
 TEST_F(Displays, AreFoundWithoutRegardToLetterCase) {

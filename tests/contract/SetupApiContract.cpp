@@ -321,6 +321,9 @@ TEST_F(SetupApiContract, InterfaceDetailIsFourBytesAndThePath) {
     EXPECT_EQ(read(detail, needed, nullptr), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(textOf(detail->DevicePath), DiskPath);
     SP_DEVINFO_DATA device = emptyDevice();
+    EXPECT_FALSE(SetupDiGetDeviceInterfaceDetailW(list, &data, nullptr, 0, &required, &device));
+    EXPECT_EQ(idOf(list, device), folded(DiskId)) << "the device is told where the path finds no room";
+    device = emptyDevice();
     EXPECT_TRUE(SetupDiGetDeviceInterfaceDetailW(list, &data, detail, sizeof buffer, &required, &device));
     EXPECT_EQ(required, needed);
     EXPECT_EQ(idOf(list, device), folded(DiskId));
@@ -434,9 +437,12 @@ TEST_F(SetupApiContract, RegistryValuesTellTheSizeThatTheyNeed) {
               ERROR_INVALID_PARAMETER);
     for (const WCHAR* missing : {L"nope", L"", static_cast<const WCHAR*>(nullptr)}) {
         EXPECT_EQ(read(missing, buffer, sizeof buffer), ERROR_FILE_NOT_FOUND);
+        EXPECT_EQ(read(missing, nullptr, sizeof buffer), ERROR_FILE_NOT_FOUND);
+        EXPECT_EQ(size, 0u) << "a missing value that is measured has no size";
     }
-    HKEY none = nullptr;
+    HKEY none = key;
     EXPECT_EQ(RegOpenKeyExW(key, L"nope", 0, KEY_READ, &none), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(none, nullptr);
     HKEY same = nullptr;
     EXPECT_EQ(RegOpenKeyExW(key, nullptr, 0, KEY_READ, &same), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(same), ERROR_SUCCESS);

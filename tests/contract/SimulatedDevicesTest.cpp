@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <vector>
 
 #include "simulation/control/Call.h"
 #include "simulation/control/Ledger.h"
@@ -49,7 +50,7 @@ protected:
 };
 
 DEVINST located(const WCHAR* id, ULONG flags, CONFIGRET expected) {
-    DEVINST node = 0;
+    DEVINST node = 4711;
     EXPECT_EQ(CM_Locate_DevNodeW(&node, const_cast<WCHAR*>(id), flags), expected);
     return node;
 }
@@ -127,11 +128,20 @@ TEST_F(SimulatedDevices, IdListsEndWithAnExtraTerminator) {
         EXPECT_EQ(units, one.list.size());
         EXPECT_EQ(CM_Get_Device_ID_ListW(one.filter, buffer, units, one.flags), CONFIGRET{CR_SUCCESS});
         EXPECT_EQ(fromWide(buffer, units), one.list);
+        buffer[0] = u'?';
         EXPECT_NE(CM_Get_Device_ID_ListW(one.filter, buffer, units - 1, one.flags), CONFIGRET{CR_SUCCESS});
+        EXPECT_TRUE(units == 1 || buffer[0] == 0) << "a list that does not fit is an empty text";
     }
-    ULONG units = 0;
+    ULONG units = 99;
     EXPECT_EQ(CM_Get_Device_ID_List_SizeW(&units, nullptr, CM_GETIDLIST_FILTER_BUSRELATIONS),
               CONFIGRET{CR_INVALID_POINTER});
+    EXPECT_EQ(units, 0u);
+    EXPECT_EQ(CM_Get_Device_ID_List_SizeW(&units, L"disks", CM_GETIDLIST_FILTER_CLASS),
+              CONFIGRET{CR_INVALID_DATA});
+    EXPECT_EQ(CM_Get_Device_ID_List_SizeW(&units, L"{4D36E967-E325-11CE-BFC1-08002BE10318}",
+                                          CM_GETIDLIST_FILTER_CLASS),
+              CONFIGRET{CR_SUCCESS});
+    EXPECT_EQ(units, 3 * 12u + 1);
     EXPECT_EQ(CM_Get_Device_ID_List_SizeW(&units, DiskId, 6), CONFIGRET{CR_INVALID_FLAG});
     EXPECT_EQ(CM_Get_Device_ID_List_SizeW(&units, L"A\\B\\C", CM_GETIDLIST_FILTER_BUSRELATIONS),
               CONFIGRET{CR_NO_SUCH_DEVNODE});
@@ -155,6 +165,42 @@ TEST_F(SimulatedDevices, PresentListsLeaveOutPhantomsAndInterfacesThatAreOff) {
         EXPECT_EQ(count, one.count);
         EXPECT_TRUE(SetupDiDestroyDeviceInfoList(list));
     }
+}
+
+TEST_F(SimulatedDevices, ListsComeInTheOrderOfTheIdsPartByPart) {
+    DeviceNode node;
+    for (const char16_t* id : {u"USBSTOR\\B\\1", u"USB\\B\\2", u"usb\\A\\9"}) {
+        node.instanceId = id;
+        machine().add(node, controller);
+    }
+    const HDEVINFO list = SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_PRESENT | DIGCF_ALLCLASSES);
+    SP_DEVINFO_DATA data = {};
+    data.cbSize = sizeof data;
+    std::vector<Text> ids;
+    for (DWORD i = 0; SetupDiEnumDeviceInfo(list, i, &data); ++i)
+        ids.push_back(machine().node(data.DevInst)->instanceId);
+    EXPECT_EQ(ids, (std::vector<Text>{u"HTREE\\ROOT\\0", u"PCI\\HBA\\1", u"SCSI\\DISK\\1", u"SCSI\\DISK\\2",
+                                      u"usb\\A\\9", u"USB\\B\\2", u"USBSTOR\\B\\1"}));
+    EXPECT_TRUE(SetupDiDestroyDeviceInfoList(list));
+}
+
+TEST_F(SimulatedDevices, InterfacesAreAskedForByWholeInstanceIds) {
+    for (const WCHAR* noId : {L"SCSI", L"SCSI\\DISK"}) {
+        SetLastError(0);
+        EXPECT_EQ(SetupDiGetClassDevsW(&Volumes, noId, nullptr, DIGCF_DEVICEINTERFACE), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_DATA});
+    }
+}
+
+TEST_F(SimulatedDevices, OpeningIntoAStructureOfWrongSizeAddsTheDevice) {
+    const HDEVINFO list = SetupDiCreateDeviceInfoList(nullptr, nullptr);
+    SP_DEVINFO_DATA data = {};
+    EXPECT_FALSE(SetupDiOpenDeviceInfoW(list, DiskId, nullptr, 0, &data));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_USER_BUFFER});
+    data.cbSize = sizeof data;
+    EXPECT_TRUE(SetupDiEnumDeviceInfo(list, 0, &data));
+    EXPECT_EQ(data.DevInst, disk);
+    EXPECT_TRUE(SetupDiDestroyDeviceInfoList(list));
 }
 
 // The driver of one device, from its list to the files that installing it would copy.
@@ -251,7 +297,14 @@ TEST_F(SimulatedDrivers, FilesAreOnlyQueuedWithAQueueOfTheCallersOwn) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_CANCELLED});
     EXPECT_EQ(scan.paths.size(), 1u);
 
+    EXPECT_FALSE(SetupCloseFileQueue(params.FileQueue)) << "the install parameters name it";
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILEQUEUE_LOCKED));
+    SP_DEVINSTALL_PARAMS_W without = params;
+    without.Flags &= ~DI_NOVCP;
+    without.FileQueue = nullptr;
+    EXPECT_TRUE(SetupDiSetDeviceInstallParamsW(list, &device, &without));
     EXPECT_TRUE(SetupCloseFileQueue(params.FileQueue));
+    EXPECT_FALSE(SetupDiSetDeviceInstallParamsW(list, &device, &params)) << "it is closed";
     ledger().clear();
     EXPECT_FALSE(SetupCloseFileQueue(params.FileQueue));
     EXPECT_FALSE(SetupDiDestroyDriverInfoList(INVALID_HANDLE_VALUE, &device, SPDIT_CLASSDRIVER));
