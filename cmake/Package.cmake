@@ -32,7 +32,7 @@ install(FILES ${CMAKE_BINARY_DIR}/SysmiraConfig.cmake ${CMAKE_BINARY_DIR}/Sysmir
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/sysmira)
 install(DIRECTORY support DESTINATION ${headers} FILES_MATCHING PATTERN "*.h" PATTERN CaseTable.h EXCLUDE)
 install(DIRECTORY libSysmira DESTINATION ${headers} FILES_MATCHING PATTERN "*.h"
-    REGEX "/(CommonStorage|DeviceEnumeration|DeviceLocation|DisplayMatching|StorageParsing)\\.h$" EXCLUDE
+    REGEX "/(CircleDetector|CommonStorage|DeviceEnumeration|DeviceLocation|DisplayMatching|StorageParsing)\\.h$" EXCLUDE
     REGEX "/(EventLogging|EventRecord|EventValues)\\.h$" EXCLUDE
     REGEX "/(PerformanceCounterQueryImp|PerformanceNameTable)\\.h$" EXCLUDE
     REGEX "/(FieldText|LoadedFunction)\\.h$" EXCLUDE)

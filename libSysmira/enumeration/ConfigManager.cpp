@@ -1,6 +1,7 @@
 #include "libSysmira/enumeration/ConfigManager.h"
 
 #include <algorithm>
+#include <memory_resource>
 #include <unordered_set>
 #include <vector>
 
@@ -63,11 +64,23 @@ DEVINST firstPresent(DEVINST node) {
     return node;
 }
 
+// The nodes that a walk has visited. A tree of a hundred thousand nodes takes a few large blocks of memory
+// for them, not one block a node.
+class SeenNodes {
+public:
+    /// False when the node was there before.
+    bool add(DEVINST node) { return m_nodes.insert(node).second; }
+
+private:
+    std::pmr::monotonic_buffer_resource m_memory;
+    std::pmr::unordered_set<DEVINST> m_nodes{&m_memory};
+};
+
 // Cuts a chain that was followed until its circle was noticed: each node stays once.
 void keepEachOnce(zor::Array<DEVINST>& nodes) {
-    std::unordered_set<DEVINST> seen;
+    SeenNodes seen;
     unsigned kept = 0;
-    while (kept < nodes.size() && seen.insert(nodes[kept]).second) ++kept;
+    while (kept < nodes.size() && seen.add(nodes[kept])) ++kept;
     while (nodes.size() > kept) nodes.remove(nodes.size() - 1);
 }
 
@@ -110,9 +123,9 @@ void ConfigManager::forEach(NodeVisitor* callback, void* context, bool skipHidde
 void ConfigManager::forEachImp(NodeVisitor* callback, DEVINST node, unsigned depth, void* context,
                                bool skipHidden) {
     std::vector<DEVINST> parents;
-    std::unordered_set<DEVINST> seen;
+    SeenNodes seen;
     // A node that the walk has been at is the end of its chain.
-    const auto unseen = [&](DEVINST next) { return next != 0 && seen.insert(next).second ? next : 0; };
+    const auto unseen = [&](DEVINST next) { return next != 0 && seen.add(next) ? next : 0; };
     node = unseen(node);
     while (node != 0) {
         if (!isAbsent(node) && !(skipHidden && isHidden(node))) {

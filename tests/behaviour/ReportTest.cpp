@@ -52,6 +52,12 @@ protected:
         EXPECT_EQ(report["sections"].size(), 1u);
         return report.at("sections").at(0);
     }
+    static void hangIn(const std::string& function) {
+        simulation::Fault fault;
+        fault.function = function;
+        fault.hangs = true;
+        simulation::control().add(fault);
+    }
     static void endProcessIn(const std::string& function) {
         simulation::Fault fault;
         fault.function = function;
@@ -235,10 +241,7 @@ TEST_F(Report, ReadsTheMachineFileOnce) {
 }
 
 TEST_F(Report, EndsASectionWhoseTimeIsUp) {
-    simulation::Fault fault;
-    fault.function = "PdhEnumObjectsW";
-    fault.hangs = true;
-    simulation::control().add(fault);
+    hangIn("PdhEnumObjectsW");
     writeCounters();
     const Json counters = runJson({"--section", "counters", "--timeout", "1"})["sections"][0];
     EXPECT_EQ(counters["status"], "partial");
@@ -346,6 +349,7 @@ protected:
     int writeElsewhere(const Strings& sections, During&& during) const {
         const pid_t child = fork();
         if (child == 0) {
+            setpgid(0, 0);  // a group of processes that gets Ctrl+C together, as on a terminal
             std::ostringstream out, err;
             Strings arguments = {"report", "--html", (m_folder / "page.html").string()};
             for (const std::string& each : sections) arguments.insert(arguments.end(), {"--section", each});
@@ -362,10 +366,12 @@ protected:
 };
 
 TEST_F(ReportFile, KeepsTheOldPageUntilTheNewOneIsWhole) {
+    hangIn("PdhEnumObjectsW");
     const int status = writeElsewhere({"counters"}, [&](pid_t child) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));  // of the more than two seconds it takes
-        kill(child, SIGINT);
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        kill(-child, SIGINT);
     });
+    simulation::control().clearFaults();
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(content(), "the old page");
     EXPECT_EQ(namesIn(m_folder), Strings{"page.html"});

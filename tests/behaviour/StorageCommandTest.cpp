@@ -116,7 +116,7 @@ TEST_F(StorageCommand, DrawsTheWholeDisk) {
         has(run({"report", "--section", "drives"}).out, "use not known: the volume lies on several disks"));
     // Numbers are unique within a device type alone: CD-ROM 0 is not disk 0.
     const json optical = runJson({"drives", "CdRom0", "--map"});
-    for (const json& region : optical["map"]["regions"]) EXPECT_EQ(region["volume"], "");
+    for (const json& region : optical["map"]["regions"]) EXPECT_EQ(region["volume"], nullptr);
     const json system = runJson({"drives", "0", "--map"})["map"];
     std::size_t cells = 0;
     unsigned long long bytes = 0;
