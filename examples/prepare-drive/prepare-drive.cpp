@@ -1,6 +1,6 @@
 // What a test that writes to raw disks does before and after: find the disks, keep off the one that Windows
 // runs from, read what the volumes of the others say, take them away from everyone, ask which sectors hold
-// somebody's data, and give everything back. This program only looks; nothing is written.
+// a user's data, and give everything back. This program only looks; nothing is written.
 #include <cstdio>
 
 #include "libSysmira/enumeration/WindowsDeviceSet.h"
@@ -23,7 +23,7 @@ const char* whyNotMapped(const Volume& volume) {
     }
     if (extents.size() > 1) return "the volume lies in several pieces";
     // On FAT, FAT32 and exFAT clusters begin behind the allocation tables, and
-    // FSCTL_GET_RETRIEVAL_POINTER_BASE tells where. This program leaves them alone, as it does what it does
+    // FSCTL_GET_RETRIEVAL_POINTER_BASE gives it. This program leaves them alone, as it does what it does
     // not know.
     const zor::String& fileSystem = volume.info().fileSystemName;
     if (fileSystem.compareNoCase("NTFS") != 0 && fileSystem.compareNoCase("ReFS") != 0)
@@ -58,7 +58,7 @@ void prepare(WindowsDrive& drive) {
         return;
     }
     // What needs the file system comes before the lock: a locked NTFS volume gives neither information nor
-    // bitmap. The bitmap is as old as this moment. Clusters that somebody allocates before the lock are not
+    // bitmap. The bitmap is as old as this moment. Clusters that are allocated before the lock are not
     // in it: who must be sure lets nothing else write to these volumes from here on.
     for (const Volume& volume : drive.volumes()) {
         volume.info();

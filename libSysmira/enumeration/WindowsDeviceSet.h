@@ -65,7 +65,7 @@ public:
     void appendDisks();
     /// Of the disks those whose type has the WinDev_USBStorage bit, which follows from the enumerator
     /// USBSTOR. A USB drive in UASP mode has the enumerator SCSI and is not among them:
-    /// WindowsDrive::busType() tells it (BusTypeUsb).
+    /// WindowsDrive::busType() returns BusTypeUsb.
     void appendUsbDisks();
     void appendOpticals();
     void appendTapeDrives();

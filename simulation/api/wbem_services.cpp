@@ -170,7 +170,7 @@ public:
         long long result = findMethod(pathText, methodName, target);
         if (result == WBEM_S_NO_ERROR && !accepts(*target.method, given))
             result = WBEM_E_INVALID_METHOD_PARAMETERS;
-        // What is not waited for has begun well in any case; its end tells what was wrong.
+        // A call without waiting starts in any case; its result reports what was wrong.
         if (result != WBEM_S_NO_ERROR && !immediately) return ends(call, result);
         WmiCallEnd end;
         end.result = static_cast<HRESULT>(result);

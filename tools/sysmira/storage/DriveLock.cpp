@@ -16,7 +16,7 @@ using nlohmann::ordered_json;
 namespace {
 
 // After Volume::lockVolume, whose last call that matters is the opening or the last try. Windows refuses a
-// lock with ERROR_ACCESS_DENIED while the volume is in use, and the opening for want of rights.
+// lock with ERROR_ACCESS_DENIED while the volume is in use, and the open without the rights.
 std::string whyRefused(DWORD error) {
     switch (error) {
         case ERROR_ACCESS_DENIED:
